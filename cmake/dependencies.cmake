@@ -1,0 +1,25 @@
+# The libraries that come from the system. Each is named by its purpose.
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(PIXMAN REQUIRED IMPORTED_TARGET pixman-1)     # fills and compositing
+pkg_check_modules(FREETYPE REQUIRED IMPORTED_TARGET freetype2)  # glyphs
+pkg_check_modules(PNG REQUIRED IMPORTED_TARGET libpng)          # pictures
+pkg_check_modules(ZLIB REQUIRED IMPORTED_TARGET zlib)
+
+# liblog: Debian keeps it outside the loader's path.
+find_path(ANDROID_LOG_INCLUDE android/log.h PATH_SUFFIXES android REQUIRED)
+find_library(ANDROID_LOG_LIBRARY log PATH_SUFFIXES android x86_64-linux-gnu/android aarch64-linux-gnu/android REQUIRED)
+get_filename_component(ANDROID_LOG_DIR ${ANDROID_LOG_LIBRARY} DIRECTORY)
+add_library(android_log INTERFACE)
+target_include_directories(android_log SYSTEM INTERFACE ${ANDROID_LOG_INCLUDE})
+target_link_libraries(android_log INTERFACE ${ANDROID_LOG_LIBRARY})
+target_link_options(android_log INTERFACE -Wl,-rpath,${ANDROID_LOG_DIR})
+
+if(VXO_VIRTUAL)
+  pkg_check_modules(FUSE3 REQUIRED IMPORTED_TARGET fuse3)
+  find_package(CLI11 REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+endif()
+if(VXO_TESTS)
+  find_package(GTest REQUIRED)
+endif()

@@ -1,0 +1,16 @@
+// The one door to shell commands. Constant commands and commands with numbers are passed as they are; a text that
+// came from the PC or from a file must pass argument_is_plain with the characters that its command needs.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Runs the command with system(3). Its exit status (0..255), or -1 when it could not be run or was killed. Any thread.
+int run_command(const char *command);
+// printf form; a command over 1023 bytes is refused with -1 and one log line.
+int run_command_f(const char *format, ...) __attribute__((format(printf, 1, 2)));
+// Runs the command and returns at most max bytes of its standard output; empty when it failed.
+std::string read_command(const char *command, size_t max);
+
+// True when text is 1..max bytes of letters, digits and the extra characters given.
+bool argument_is_plain(std::string_view text, std::string_view extra, size_t max);

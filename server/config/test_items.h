@@ -1,0 +1,49 @@
+// The test items: three static tables, and the list of those that the configuration enables.
+#pragma once
+
+#include <cstdint>
+
+#include "config/main_config.h"
+
+struct TestItem {
+    int32_t item_index;
+    char name[CFG_TEXT];
+    void (*item_entry)();
+    void (*item_stop)();
+    char config_domain[CFG_TEXT];
+    int32_t testinfo_index;
+    int32_t item_enable;
+    int32_t item_auto;
+    int32_t item_mmi;
+    int32_t item_pre;
+    char parameter[CFG_TEXT];
+};
+struct TestItemNode {
+    TestItem testitem;
+    TestItemNode *pNodeNext;
+};
+
+// The tables; their rows, which name the tests' functions, stand in testwnd/item_tables.cpp.
+constexpr int TESTITEM_TOTAL = 13;
+constexpr int AUX_TESTITEM_TOTAL = 5;
+constexpr int MONOMER_TESTITEM_TOTAL = 4;
+extern TestItem TestItemWinMenu_TOTAL[TESTITEM_TOTAL];
+extern int g_testitemnum_total;
+extern TestItem AuxLCD_TestItemWinMenu_TOTAL[AUX_TESTITEM_TOTAL];
+extern TestItem MonomerPreview_TestItemWinMenu_TOTAL[MONOMER_TESTITEM_TOTAL];
+
+// Head and count of the two lists. Rebuilt on the GUI thread only; nodes are never freed while a run may hold them.
+extern TestItemNode *g_testitem_list;
+extern int g_testitem_count;
+extern TestItemNode *g_monomer_list;
+extern int g_monomer_count;
+// config_domain of the test whose window is open; empty when none is. Set by the test window frame.
+extern char g_current_test_domain[CFG_TEXT];
+
+void Get_TestItem_Config(int reset);
+void Get_AuxLCD_TestItem_Config(int reset);
+void Get_MonomerPreviewTestItem_Config();
+int tki_config_Get_TestItem_Config_Paras(const char *domain);
+int Check_AllTestWnd_Closed();
+// Splits the parameter text of the item named by domain; the number of pairs (0 when there is no such item).
+int test_item_parameters(const char *domain, ConfigPara *records, int max);

@@ -1,0 +1,47 @@
+// The main menu: top window, message loop, opener of every dialog.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <tp_gui.h>
+
+constexpr UINT MSG_CREATEDIALG = 2149; // lParam: dialog kind
+constexpr UINT MSG_QUIT_WITH_FAIL = 2150;
+constexpr UINT MSG_CALLBACK = 2151;
+constexpr UINT MSG_DIALOGBTN = 3936;   // wParam: button index
+
+constexpr int KEY_PASS = 60, KEY_FAIL = 61, KEY_START = 62, KEY_CLOSE = 88, KEY_POWER_CODE = 1, KEY_VOLUP = 103,
+              KEY_VOLDOWN = 108;
+
+struct MainMenuRow {
+    uint32_t index;
+    char text[256];
+    void (*entry)();
+};
+
+// Geometry that all windows share, from g_ptScreenInfo.
+int screen_width();
+int screen_height();
+int status_bar_height();   // 10 + W/12
+int softkey_bar_height();  // 10 + H/12
+int row_height();          // W/6 rounded down to even
+RECT test_window_rect();   // between the bars: (0, 10 + W/12) to (W, H - (10 + H/12))
+
+extern PLOGFONT g_font_title, g_font_menu, g_font_text, g_font_small_text, g_font_big, g_font_shared; // fonts 1 to 6
+void mmi_testwnd_InitLogFont();
+
+extern HWND g_main_menu_wnd;
+extern std::atomic<int> g_dialogcouldshow;
+extern std::atomic<int> qrcode_refresh_flag; // the MMI-disabled flag
+extern int g_bCoupleTest, g_bAgingTest;
+
+void kmt_CreateMainMenuWnd();
+void kmt_CreateMainMenuWnd1();
+LRESULT mmi_ExampleWin_MenuWndProc(HWND, UINT, WPARAM, LPARAM);
+LRESULT mmi_ExampleWin_MenuWndProc1(HWND, UINT, WPARAM, LPARAM);
+int TitleInfoShow(const char *text, int index, int abnormal_state);
+// Paints one row as the menu does; the device list and the item list vary it. GUI thread.
+void menu_draw_row(HWND sv, HSVITEM item, HDC hdc, RECT *rect, int highlight_color, bool fill_normal, int text_color);
+// PC entries: clear / set the MMI-disabled flag. Result 1.
+int mmi_AutoTest_MMI_Enable();
+int mmi_AutoTest_MMI_Disable();

@@ -1,0 +1,70 @@
+// Where a virtual handset keeps its things on the workstation, and where they appear inside the sandbox.
+//
+//   STATE = $VXO_HANDSET_HOME/NAME, else $XDG_STATE_HOME/vxo-handset/NAME, else ~/.local/state/vxo-handset/NAME
+//
+//   STATE/              in the sandbox                               what
+//   data/               /data                                        survives reboots
+//   cache/              /cache                                       survives reboots
+//   sysrw/{upper,work}  upper layer of the overlay on /system        survives reboots
+//   etc/                lower layer: /system/etc/{tki_config.ini,tki_language.ini}, made by `run --config/--language`
+//   part/vxocfg         /dev/block/bootdevice/by-name/vxocfg         16 KiB, configuration store
+//   part/vxoflag        /dev/block/bootdevice/by-name/vxoflag        4 KiB, the first 256 bytes are the flag area
+//   part/vxoprod        /dev/block/bootdevice/by-name/vxoprod        4 KiB, text "key=value\n": soft, soft_internal, hard, psn,
+//                                                                    board, flash
+//   dev/fb0             /dev/graphics/fb0                            panel file (hal/include/tki_lcd.h)
+//   dev/event0, event1  /dev/input/event0 (touch), event1 (keys)     FIFOs of struct input_event
+//   run/socket/         /dev/socket/                                 vxo_gui: the program answers one JSON description per connection
+//   run/props/          /dev/__vxo_props/                            one file per system property; persist.* survive a boot
+//   run/log/main.log    /dev/__vxo_log/main.log                      the Android log, one line per record (see below)
+//   run/pc.sock         (served by vinit inside)                     the PC channel: bytes to and from 127.0.0.1:port inside
+//   run/control.sock    -                                            the launcher's control socket (below)
+//   run/launcher.pid    -                                            process id of the launcher, locked while it lives
+//   handset.json        -                                            boot options of this handset (size, bootmode, speed ...)
+//
+// Log line: "MM-DD HH:MM:SS.mmm PID TID P TAG: text" LF; P is one of V D I W E F. Line feeds inside a text become "\n"
+// (two characters).
+//
+// Control socket: a client sends one JSON object and a line feed and gets one JSON object and a line feed back, always with
+// "ok" (bool) and, when false, "error" (text). Requests ("op"):
+//   status                        -> state ("booting" "running" "off"), boots, init_pid, program_pid, last ("reboot" "power-off"
+//                                    "crash" ...), size [w,h], port
+//   stop | reboot                 ends or restarts the handset
+//   boot                          boots one that is off
+//   attr {path[, value]}          reads or sets a kernel attribute as the kernel would (from the hardware's side) -> value
+//   fault {path, fault}           fault: "eio", "stale", "delay=MS", "none"
+//   exec {argv, stdin?}           runs a command in the handset's namespaces -> status, output (base64 free: text)
+#pragma once
+
+#include <string>
+
+namespace vh {
+
+struct StatePaths {
+    explicit StatePaths(std::string root_dir) : root(std::move(root_dir)) {}
+    std::string root;
+    std::string data() const { return root + "/data"; }
+    std::string cache() const { return root + "/cache"; }
+    std::string sysrw() const { return root + "/sysrw"; }
+    std::string etc() const { return root + "/etc"; }
+    std::string part(const char *name) const { return root + "/part/" + name; }
+    std::string panel() const { return root + "/dev/fb0"; }
+    std::string event(int n) const { return root + "/dev/event" + std::to_string(n); }
+    std::string run() const { return root + "/run"; }
+    std::string gui_socket() const { return root + "/run/socket/vxo_gui"; }
+    std::string props() const { return root + "/run/props"; }
+    std::string log() const { return root + "/run/log/main.log"; }
+    std::string pc_socket() const { return root + "/run/pc.sock"; }
+    std::string control_socket() const { return root + "/run/control.sock"; }
+    std::string options() const { return root + "/handset.json"; }
+};
+
+// Folder that holds all handsets of this user (see above).
+std::string handsets_home();
+// State paths of one handset. Names: letters, digits, '-', '_', at most 32; anything else throws std::invalid_argument.
+StatePaths state_of(const std::string &name);
+
+// Connects to a Unix socket whose path may be longer than sun_path allows. A descriptor, or -1 with errno.
+int connect_unix(const std::string &path);
+int listen_unix(const std::string &path, int backlog);
+
+} // namespace vh
