@@ -1,0 +1,1 @@
+#include <vxo_vcoredevice.h>

@@ -1,0 +1,1 @@
+#include <tki_factory.h>
