@@ -1,0 +1,108 @@
+# Pieces of ./test: building, the choice of the sandbox, running GoogleTest programs and counting.
+UNIT_PROGRAMS="base config device vcore hal shell testwnd channel"
+passed=0 failed=0 skipped=0
+failures=() left_out=()
+sandbox=handset
+started=$SECONDS
+
+step() { printf '\n== %s (%d s so far)\n' "$1" $((SECONDS - started)); }
+
+check() { # NAME COMMAND...: one check that counts as one test
+  local name=$1; shift
+  if [ ! -x "$1" ]; then echo "FAIL $name: $1 is missing"; failed=$((failed + 1)); failures+=("$name"); return; fi
+  if "$@"; then echo "OK   $name"; passed=$((passed + 1)); else echo "FAIL $name"; failed=$((failed + 1)); failures+=("$name"); fi
+}
+
+build() { # PRESET TARGET
+  step "Build $1"
+  local log="build/$1.log"
+  mkdir -p build
+  if { [ -f "build/$1/build.ninja" ] || cmake --preset "$1" >"$log" 2>&1; } && ninja -C "build/$1" -j2 "$2" 2>&1 | tee "$log" | show_progress && [ "${PIPESTATUS[0]}" -eq 0 ]; then
+    echo "OK   build $1"; passed=$((passed + 1)); return 0
+  fi
+  grep -E 'error|FAILED|warning' "$log" | head -40
+  echo "FAIL build $1 (whole log: $log)"; failed=$((failed + 1)); failures+=("build $1"); return 1
+}
+
+show_progress() { # one line per ~10 % of the build
+  awk '{ if (match($0, /^\[[0-9]+\/[0-9]+\]/)) { split(substr($0, 2, RLENGTH - 2), n, "/"); p = int(10 * n[1] / n[2]);
+         if (p != last) { last = p; printf "  %3d %%  %s\n", p * 10, substr($0, RLENGTH + 2, 60); fflush() } } }'
+}
+
+detect_sandbox() {
+  if build/release/bin/handset exec -- true >/dev/null 2>build/sandbox.log; then sandbox=handset; return; fi
+  sandbox=proot
+  echo "No sandbox here: $(head -1 build/sandbox.log)"
+  echo "Unit tests run in a proot root instead; tests of the whole handset are left out."
+}
+
+boxed() { # PRESET COMMAND...: runs a command where a handset's paths are
+  local preset=$1; shift
+  local limit=(timeout -k 10 600)
+  local env=(ASAN_OPTIONS=detect_leaks=1 TSAN_OPTIONS=halt_on_error=0:second_deadlock_stack=1)
+  local plain=()
+  [ "$preset" = tsan ] && plain=(setarch "$(uname -m)" -R)
+  if [ $sandbox = handset ]; then
+    env "${env[@]}" VXO_BUILD="$PWD/build/$preset" "${limit[@]}" build/release/bin/handset exec -- "${plain[@]}" "$@"
+  else
+    env "${env[@]}" "${limit[@]}" tests/support/proot_box "build/$preset" "${plain[@]}" "$@"
+  fi
+}
+
+count_gtest() { # NAME STATUS LOG
+  local ok bad skip
+  ok=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\..*/\1/p' "$3" | tail -1)
+  bad=$(sed -n 's/^ *\([0-9]*\) FAILED TESTS\{0,1\}.*/\1/p' "$3" | tail -1)
+  skip=$(sed -n 's/^\[  SKIPPED \] \([0-9]*\) tests\{0,1\}.*/\1/p' "$3" | tail -1)
+  if [ "$2" -ne 0 ] && [ -z "$bad" ]; then bad=1; fi   # crashed, timed out or refused by a sanitizer
+  if [ -z "$ok" ] && [ -z "$bad" ]; then bad=1; fi      # ran nothing: never counts as success
+  passed=$((passed + ${ok:-0})); failed=$((failed + ${bad:-0})); skipped=$((skipped + ${skip:-0}))
+  if [ "${bad:-0}" -gt 0 ]; then
+    echo "FAIL $1: ${ok:-0} passed, $bad failed (status $2)"; failures+=("$1")
+    grep -E '^\[  FAILED  \]|Failure|ERROR: |WARNING: ThreadSanitizer|SUMMARY' "$3" | head -30
+    tail -5 "$3"
+  else
+    echo "OK   $1: $ok passed${skip:+, $skip skipped}"
+    [ -n "$skip" ] && sed -n 's/^\[  SKIPPED \] \([A-Z].*\)/       left out: \1/p' "$3" | sort -u
+  fi
+}
+
+run_unit() { # PRESET ROOM
+  local name="unit_$2" log="build/test-$1-$2.log"
+  if [ ! -x "build/$1/bin/$name" ]; then echo "FAIL $name ($1): not built"; failed=$((failed + 1)); failures+=("$name $1"); return; fi
+  boxed "$1" "$PWD/build/$1/bin/$name" >"$log" 2>&1 </dev/null
+  count_gtest "$name ($1)" $? "$log"
+}
+
+run_host_tests() { # PROGRAM: starts its own sandboxes
+  local log="build/test-$1.log"
+  if [ $sandbox = proot ]; then
+    left_out+=("$1: needs user namespaces and /dev/fuse ($(head -1 build/sandbox.log))"); return
+  fi
+  if [ ! -x "build/release/bin/$1" ]; then echo "FAIL $1: not built"; failed=$((failed + 1)); failures+=("$1"); return; fi
+  VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" timeout -k 10 900 "build/release/bin/$1" 2>&1 </dev/null | tee "$log" |
+    awk '/^\[       OK|^\[  FAILED/ { print "  " $0; fflush() }'
+  count_gtest "$1" "${PIPESTATUS[0]}" "$log"
+}
+
+run_pc_scripts() {
+  local log=build/test-pc-scripts.log
+  if [ $sandbox = proot ]; then left_out+=("PC scripts: need the whole handset"); return; fi
+  tests/support/run_pc_scripts >"$log" 2>&1 </dev/null
+  local status=$? ok bad
+  ok=$(grep -c '^OK' "$log"); bad=$(grep -c '^FAIL' "$log")
+  [ $status -ne 0 ] && [ "$bad" -eq 0 ] && bad=1
+  [ "$ok" -eq 0 ] && [ "$bad" -eq 0 ] && bad=1
+  passed=$((passed + ok)); failed=$((failed + bad))
+  if [ "$bad" -gt 0 ]; then failures+=("PC scripts"); cat "$log"; else echo "OK   PC scripts: $ok passed"; fi
+}
+
+finish() {
+  printf '\n== Done in %d s\n' $((SECONDS - started))
+  local text
+  for text in "${left_out[@]:-}"; do [ -n "$text" ] && echo "left out: $text"; done
+  for text in "${failures[@]:-}"; do [ -n "$text" ] && echo "failed: $text"; done
+  if [ $skipped -gt 0 ]; then echo "$passed passed, $failed failed, $skipped skipped"; else echo "$passed passed, $failed failed"; fi
+  [ $failed -eq 0 ] && [ $passed -gt 0 ]
+  exit
+}
