@@ -3,8 +3,11 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <tp_os.h>
 
+// One owner thread at a time starts, stops and joins; running is for any thread. A stop or join while another thread is
+// already in one returns at once.
 class Worker {
 public:
     Worker() = default;
@@ -12,16 +15,23 @@ public:
     Worker(const Worker &) = delete;
     Worker &operator=(const Worker &) = delete;
 
-    // Starts body on a new thread; a running one is stopped first. False when no thread could be made.
+    // Starts body on a new thread; a running one is stopped first. False when no thread could be made, or when called
+    // on the worker itself.
     bool start(const char *name, std::function<void()> body);
     // Asks the thread to stop and waits for its end; from the GUI thread the messages it sends are answered meanwhile.
     // Called on the worker itself it only asks.
     void stop();
-    // Waits without asking.
+    // Waits without asking. Returns at once on the worker itself.
     void join();
     bool running() const;
 
 private:
+    struct State;
+    static void run(void *arg);
+    bool on_worker() const;
+    void finish(bool ask);
+
+    mutable std::mutex mutex_; // guards the two below; never held while waiting
     tp_os_thread_t thread_ = nullptr;
-    std::shared_ptr<std::function<void()>> body_;
+    std::shared_ptr<State> state_;
 };
