@@ -32,18 +32,25 @@ extern int g_testitemnum_total;
 extern TestItem AuxLCD_TestItemWinMenu_TOTAL[AUX_TESTITEM_TOTAL];
 extern TestItem MonomerPreview_TestItemWinMenu_TOTAL[MONOMER_TESTITEM_TOTAL];
 
-// Head and count of the two lists. Rebuilt on the GUI thread only; nodes are never freed while a run may hold them.
+// Head and count of the two lists. Rebuilt on the GUI thread only; a replaced list's nodes live on for
+// three more rebuilds.
 extern TestItemNode *g_testitem_list;
 extern int g_testitem_count;
 extern TestItemNode *g_monomer_list;
 extern int g_monomer_count;
-// config_domain of the test whose window is open; empty when none is. Set by the test window frame.
+// config_domain of the test whose window is open; empty when none is. Written by the test window frame through
+// set_current_test_domain (null: none), because the command thread asks for it too.
 extern char g_current_test_domain[CFG_TEXT];
+void set_current_test_domain(const char *domain);
 
+// Read the configuration of every row of a table into it and build the list of the enabled ones; reset 1 forgets the
+// list there was. A file that cannot be read ends the reading. GUI thread.
 void Get_TestItem_Config(int reset);
 void Get_AuxLCD_TestItem_Config(int reset);
 void Get_MonomerPreviewTestItem_Config();
+// Row of the main table whose domain is a prefix of the name, or -1.
 int tki_config_Get_TestItem_Config_Paras(const char *domain);
+// Stops the open test (the first row with a stop function whose domain is a prefix of the current one): 0, or -1.
 int Check_AllTestWnd_Closed();
 // Splits the parameter text of the item named by domain; the number of pairs (0 when there is no such item).
 int test_item_parameters(const char *domain, ConfigPara *records, int max);
