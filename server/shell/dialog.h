@@ -13,3 +13,5 @@ int DoModal(MmiDialog *dialog);
 void DestroyDialog(MmiDialog *dialog);
 // Answers the most recent dialog from program code with button index 3. 1, or 0 when none is open. Any thread.
 int CloseButton();
+// Whether the dialog has posted its answer (or lost its window) and only waits to be destroyed.
+bool dialog_answered(const MmiDialog *dialog);

@@ -30,7 +30,7 @@ RECT test_window_rect();   // between the bars: (0, 10 + W/12) to (W, H - (10 + 
 extern PLOGFONT g_font_title, g_font_menu, g_font_text, g_font_small_text, g_font_big, g_font_shared; // fonts 1 to 6
 void mmi_testwnd_InitLogFont();
 
-extern HWND g_main_menu_wnd;
+extern std::atomic<HWND> g_main_menu_wnd; // 0 when there is no menu. Any thread
 extern std::atomic<int> g_dialogcouldshow;
 extern std::atomic<int> qrcode_refresh_flag; // the MMI-disabled flag
 extern int g_bCoupleTest, g_bAgingTest;
@@ -39,9 +39,13 @@ void kmt_CreateMainMenuWnd();
 void kmt_CreateMainMenuWnd1();
 LRESULT mmi_ExampleWin_MenuWndProc(HWND, UINT, WPARAM, LPARAM);
 LRESULT mmi_ExampleWin_MenuWndProc1(HWND, UINT, WPARAM, LPARAM);
+// Sets one text of the battery bar: 0 left, 1 title, 2 right; null leaves it. abnormal_state 0 colours the bar normal,
+// 1 as a warning, anything else leaves the colour. Always 0. Any thread.
 int TitleInfoShow(const char *text, int index, int abnormal_state);
+// Observer of TKI_OBSERVER_TP: remembers the touch panel's status and asks the menu for the alert. Any thread.
+void Get_tpstatus_callback(int status);
 // Paints one row as the menu does; the device list and the item list vary it. GUI thread.
 void menu_draw_row(HWND sv, HSVITEM item, HDC hdc, RECT *rect, int highlight_color, bool fill_normal, int text_color);
-// PC entries: clear / set the MMI-disabled flag. Result 1.
+// PC entries: clear / set the MMI-disabled flag. Result 1. Any thread.
 int mmi_AutoTest_MMI_Enable();
 int mmi_AutoTest_MMI_Disable();

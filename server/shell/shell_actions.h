@@ -2,6 +2,8 @@
 // the menu is created. A null entry means the part is not built in.
 #pragma once
 
+#include <atomic>
+
 struct ShellActions {
     // aging
     bool (*check_aging_cfg_exist)() = nullptr; // reboot marker present
@@ -10,6 +12,8 @@ struct ShellActions {
     void (*aging_start_entry)() = nullptr;     // starts the run
     // signal coupling
     void (*coupling_entry)() = nullptr;
+    // cards: reads the card test's parameters
+    void (*card_read_config)() = nullptr;
     // power-off window
     void (*power_off_entry)() = nullptr;
     // WiFi. probes return pthread_kill(thread, 0): 0 exists, 3 none, 22 invalid.
@@ -25,6 +29,6 @@ struct ShellActions {
 extern ShellActions g_shell_actions;
 
 // WiFi state as the menu shows it: 0 never connected, 1 disconnected, 2 connected.
-extern int g_wifi_state;
-extern int g_wifi_connecting;   // 1: a connection is in progress
-extern int g_main_wifi_init_flag;
+extern std::atomic<int> g_wifi_state;
+extern std::atomic<int> g_wifi_connecting; // 1: a connection is in progress
+extern std::atomic<int> g_main_wifi_init_flag;

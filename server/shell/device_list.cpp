@@ -1,0 +1,188 @@
+// The device test list: the ways of running the device tests.
+#include "shell/device_list.h"
+
+#include <cstdio>
+
+#include "base/log_door.h"
+#include "base/shell_command.h"
+#include "config/main_config.h"
+#include "device/factory_slots.h"
+#include "device/result_flags.h"
+#include "shell/bars.h"
+#include "shell/main_menu.h"
+#include "shell/sequencer.h"
+
+HWND g_device_test_wnd = HWND_NULL;
+
+namespace {
+
+constexpr const char *TAG = "TKI_MAIN";
+constexpr int ROWS = 4, PRETEST_FROM = 2;
+constexpr int ID_TITLE = 20, ID_LIST = 21;
+enum { ROW_AUTO = 0, ROW_ITEMS = 1, ROW_PRETEST1 = 2, ROW_PRETEST2 = 3 };
+constexpr int PASSED = 1;
+
+struct Row {
+    MainMenuRow row;
+    const char *key;
+};
+Row rows[ROWS] = {
+    {{0, "", mmi_AutoTestEntry}, "menu_AutoTest"},
+    {{1, "", mmi_ItemTestEntry}, "menu_ItemTest"},
+    {{2, "", mmi_AutoTestEntry_Ex}, "menu_AutoTest_EX"},
+    {{3, "", mmi_AutoTestEntry_Ex2}, "menu_AutoTest_EX2"},
+};
+
+void ask(LPARAM kind) { SendMessage(g_main_menu_wnd, MSG_CREATEDIALG, g_device_test_wnd, kind); }
+
+// A handset that has passed the preview is not run again by a slip of the finger.
+bool asks_first(int row) {
+    const bool passed = g_testinfo[STATION_CAC_PREVIEW].test_result == PASSED;
+    const bool next_passed = g_testinfo[STATION_CAC_PREVIEW + 1].test_result == PASSED;
+    switch (row) {
+    case ROW_AUTO:
+    case ROW_PRETEST1:
+        return passed || next_passed;
+    case ROW_PRETEST2:
+        return passed;
+    default:
+        return false;
+    }
+}
+
+void ScrollViewProc(HWND sv, int, int nc, uintptr_t add_data) {
+    if (nc != SVN_CLICKED) return;
+    if (g_deviceIsAutoTest == 1) {
+        LOG_E(TAG, "device autotest running,please exit autotest.");
+        return;
+    }
+    int n = scrollview_get_item_index(sv, reinterpret_cast<HSVITEM>(add_data));
+    if (n < 0) n = scrollview_get_current(sv);
+    if (n < 0 || n >= ROWS) return;
+    constexpr LPARAM kind[ROWS] = {7, 0, 8, 9};
+    if (asks_first(n)) ask(kind[n]);
+    else rows[n].row.entry();
+}
+
+void mmi_DeviceTestDrawItem(HWND sv, HSVITEM item, HDC hdc, RECT *rect) {
+    if (scrollview_is_item_hilight(sv, item)) SetBkColor(hdc, SysPixelIndex[9]);
+    menu_draw_row(sv, item, hdc, rect, 17, false, 19);
+}
+
+void read_results() {
+    uint8_t area[TKI_FLAG_AREA] = {};
+    if (tki_api_GetTestInfoFlag) tki_api_GetTestInfoFlag(area);
+    GetTestItemsResult(area);
+    run_command("killall spk_audio");
+}
+
+int build(HWND hwnd) {
+    const HWND title = CreateWindowEx("static", lang_text("title_DeviceTest"), 0x8400101, 0, ID_TITLE, 0, 0,
+                                      screen_width(), status_bar_height(), hwnd, 0);
+    SetWindowFont(title, g_font_title);
+    const HWND sv = CreateWindowEx("scrollview", "", 0x48400008, 0, ID_LIST, 0, 0, screen_width(),
+                                   screen_height() - softkey_bar_height(), hwnd, 0);
+    SetWindowFont(sv, g_font_menu);
+    scrollview_set_itemdraw(sv, mmi_DeviceTestDrawItem);
+    bool ok = false;
+    const int pretest = main_config_int("MMI", "pretest_menu_enable", "0", &ok);
+    if (!ok) return -1;
+    for (Row &row : rows) {
+        if (row.row.index >= PRETEST_FROM && !pretest) continue;
+        std::snprintf(row.row.text, sizeof row.row.text, "%s", lang_text(row.key).text);
+        scrollview_add_item(sv, row_height(), row.row.index, row.row.text);
+    }
+    scrollview_set_current(sv, 0, true);
+    SetNotificationCallback(sv, ScrollViewProc);
+    SetFocus(sv);
+    read_results();
+    return 0;
+}
+
+// False while an automatic run owns bars and screen.
+bool idle(const char *message) {
+    if (g_deviceIsAutoTest != 1) return true;
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "mmi_DeviceTestWndProc %s g_deviceIsAutoTest is true, break. ", message);
+    return false;
+}
+
+void refresh(WPARAM wParam) {
+    if (!idle("MSG_ACTIVE") || wParam != 1) return;
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "mmi_DeviceTestWndProc wParam=TRUE");
+    tp_skb_show(true);
+    tp_skb_set_text_items("", "", lang_text("softkeybar_back"));
+    tp_skb_set_text_col(19);
+    tp_skb_update();
+    tp_batteryshow_set_text_items_byIndex(lang_text("title_DeviceTest"), 1);
+    tp_batteryshow_update();
+}
+
+void paint(HWND hwnd) {
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "mmi_DeviceTestWndProc MSG_PAINT begin");
+    const bool line = idle("MSG_PAINT");
+    HDC hdc = BeginPaint(hwnd);
+    if (line) {
+        SetPenWidth(hdc, 3);
+        SetPenColor(hdc, SysPixelIndex[10]);
+        MoveTo(hdc, 0, 0);
+        LineTo(hdc, screen_width(), 0);
+    }
+    EndPaint(hwnd, hdc);
+}
+
+void close(HWND hwnd) {
+    g_device_test_wnd = HWND_NULL;
+    g_deviceIsAutoTest = 0;
+    DestroyAllControls(hwnd);
+    DestroyMainWindow(hwnd);
+}
+
+LRESULT mmi_DeviceTestWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+    case MSG_CREATE:
+        return build(hwnd);
+    case MSG_ACTIVE:
+        refresh(wParam);
+        break;
+    case MSG_PAINT:
+        paint(hwnd);
+        return 0;
+    case MSG_KEYDOWN:
+        if (wParam != KEY_PASS && wParam != KEY_FAIL) break;
+        SendMessage(hwnd, MSG_CLOSE, 0, 0);
+        return 0;
+    case MSG_CLOSE:
+        close(hwnd);
+        return 0;
+    default:
+        break;
+    }
+    return DefaultMainWinProc(hwnd, message, wParam, lParam);
+}
+
+void mmi_CreateTestDeviceTestWnd() {
+    const RECT rect = test_window_rect();
+    MAINWINCREATE info;
+    info.dwStyle = 0x28400000;
+    info.MainWindowProc = mmi_DeviceTestWndProc;
+    info.lx = rect.left;
+    info.ty = rect.top;
+    info.rx = rect.right;
+    info.by = rect.bottom;
+    info.iBkColor = SysPixelIndex[18];
+    info.hHosting = g_main_menu_wnd;
+    const HWND hwnd = CreateMainWindow(&info);
+    if (hwnd == HWND_INVALID) return;
+    g_device_test_wnd = hwnd;
+    ShowWindow(hwnd, SW_SHOWNORMAL);
+}
+
+} // namespace
+
+void mmi_DeviceTestEntry() {
+    if (g_device_test_wnd != HWND_NULL) {
+        ShowWindow(g_device_test_wnd, SW_SHOWNORMAL);
+        return;
+    }
+    mmi_CreateTestDeviceTestWnd();
+}

@@ -1,0 +1,30 @@
+// Geometry and fonts that all windows share.
+#include "shell/fit_text.h"
+#include "shell/main_menu.h"
+
+#include <tp_globals.h>
+
+PLOGFONT g_font_title, g_font_menu, g_font_text, g_font_small_text, g_font_big, g_font_shared;
+
+int screen_width() { return g_ptScreenInfo.width; }
+int screen_height() { return g_ptScreenInfo.height; }
+int status_bar_height() { return 10 + screen_width() / 12; }
+int softkey_bar_height() { return 10 + screen_height() / 12; }
+int row_height() { return screen_width() / 6 & ~1; }
+
+// The top edge follows the width and the bottom edge the height, as the bars do.
+RECT test_window_rect() {
+    return {0, status_bar_height(), screen_width(), screen_height() - softkey_bar_height()};
+}
+
+void mmi_testwnd_InitLogFont() {
+    const int w = screen_width();
+    shell_fonts_reset();
+    const int large = w < 1092 ? w / 12 : 90;
+    g_font_title = shell_font('b', large);
+    g_font_menu = shell_font('r', large);
+    g_font_text = shell_font('r', w < 1380 ? w / 15 / 4 * 4 : 90);
+    g_font_small_text = shell_font('r', w < 1932 ? w / 84 * 4 : 90);
+    g_font_big = shell_font('m', 250);
+    g_font_shared = shell_font('m', 25);
+}
