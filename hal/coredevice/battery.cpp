@@ -1,1 +1,132 @@
-#include <vxo_vcoredevice.h>
+// The battery service: one thread that sleeps until the kernel tells of a change, somebody registers, or ten seconds
+// have passed, and then reports.
+#include <atomic>
+#include <cerrno>
+#include <common/event.h>
+#include <coredevice/api.h>
+#include <coredevice/observers.h>
+#include <coredevice/power_supply.h>
+#include <cstring>
+#include <tp_clock.h>
+#include <tp_os.h>
+
+namespace {
+using namespace coredevice;
+
+constexpr const char *TAG = "BATTERYSERVICE";
+constexpr const char *CHARGING_SWITCH = "/sys/class/power_supply/battery/charging_enabled";
+constexpr int64_t REPORT_PERIOD_NS = 10000000000;
+
+// One run of the service's thread.
+struct Session {
+    hal::Event wake;
+    std::atomic<bool> stop{false};
+    tp_os_thread_t thread = nullptr;
+};
+
+// Never destroyed: a program that exits while the service runs must not pull the lists away under its thread.
+struct Service {
+    std::mutex lock;
+    std::shared_ptr<Session> session;
+    std::vector<std::shared_ptr<Session>> retired; // stopped from inside their own calls, not joined yet
+    Observers observers;
+};
+Service &service() {
+    static Service *const instance = new Service;
+    return *instance;
+}
+
+enum class Wake { change, period, asked };
+
+// Waits for the next reason to report; reads the new state into report.
+Wake wait_for_news(Session &session, PowerSupply &supply, BatteryReport &report, int64_t deadline) {
+    std::vector<pollfd> set;
+    for (;;) {
+        set.assign(1, {session.wake.fd(), POLLIN, 0});
+        supply.watch(set);
+        const int64_t left = deadline - tp_clock_mono_ns();
+        const int woken = left <= 0 ? 0 : tp_clock_poll(set.data(), set.size(), left);
+        if (woken < 0 && errno == EINTR) continue;
+        const bool asked = woken > 0 && set[0].revents;
+        if (asked) session.wake.clear();
+        const BatteryReport before = report;
+        report = supply.read();
+        if (woken > 0) supply.judge(std::span(set).subspan(1), report != before);
+        if (asked) return Wake::asked;
+        if (woken <= 0) return Wake::period;
+        if (report != before) return Wake::change;
+    }
+}
+
+void serve(void *arg) {
+    const std::unique_ptr<std::shared_ptr<Session>> session(static_cast<std::shared_ptr<Session> *>(arg));
+    PowerSupply supply;
+    BatteryReport report = supply.read();
+    int64_t deadline = 0;
+    while (!(*session)->stop) {
+        service().observers.report(report);
+        deadline = tp_clock_mono_ns() + REPORT_PERIOD_NS;
+        if (wait_for_news(**session, supply, report, deadline) == Wake::period) supply.relax();
+    }
+}
+
+int start_locked(Service &s) {
+    auto session = std::make_shared<Session>();
+    if (!session->wake.valid()) return EMFILE;
+    auto *owned_by_thread = new std::shared_ptr<Session>(session);
+    const int failure = tp_os_thread_create("battery", serve, owned_by_thread, &session->thread);
+    if (failure != 0) {
+        delete owned_by_thread;
+        HAL_LOG_E(TAG, "thread: %s", strerror(failure));
+        return failure;
+    }
+    s.session = std::move(session);
+    return 0;
+}
+} // namespace
+
+VXO_API(int) TKI_API_BatteryService_register_Observer(const char *kind, tki_observer cb) noexcept {
+    const auto known = observer_kind(kind);
+    if (!known || !cb || !service().observers.add(*known, cb)) {
+        HAL_LOG_E(TAG, "no observer %s", kind ? kind : "(null)");
+        return -1;
+    }
+    const std::lock_guard guard(service().lock);
+    if (service().session) service().session->wake.set();
+    return 0;
+}
+
+VXO_API(int) TKI_API_BatteryService_unregister_Observer(const char *kind, tki_observer cb) noexcept {
+    const auto known = observer_kind(kind);
+    return known && service().observers.remove(*known, cb) ? 0 : -1;
+}
+
+VXO_API(int) TKI_API_BatteryService_StartService() noexcept {
+    Service &s = service();
+    const std::lock_guard guard(s.lock);
+    return s.session ? 0 : start_locked(s);
+}
+
+VXO_API(int) TKI_API_BatteryService_StopService() noexcept {
+    Service &s = service();
+    std::vector<std::shared_ptr<Session>> ending;
+    {
+        const std::lock_guard guard(s.lock);
+        if (s.session) {
+            s.session->stop = true;
+            s.session->wake.set();
+            s.retired.push_back(std::move(s.session));
+        }
+        if (inside_observer()) return 0; // its thread cannot wait for itself; it ends after this call
+        ending.swap(s.retired);
+    }
+    for (const auto &session : ending) tp_os_thread_join(session->thread);
+    return 0;
+}
+
+VXO_API(int) TKI_API_BatteryService_ChargingStatusSet(int on) noexcept {
+    if (on != 0 && on != 1) return -1;
+    if (hal::write_attribute(CHARGING_SWITCH, on ? "1" : "0")) return 1;
+    HAL_LOG_E(TAG, "%s: %s", CHARGING_SWITCH, strerror(errno));
+    return -1;
+}

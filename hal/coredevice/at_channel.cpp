@@ -1,0 +1,206 @@
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <coredevice/api.h>
+#include <coredevice/at_channel.h>
+#include <cstring>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace coredevice {
+namespace {
+constexpr const char *TAG = "ATCHANNEL";
+thread_local std::span<char> t_reply;
+
+hal::UniqueFd spare_descriptor() { return hal::open_file("/dev/null", O_RDONLY); }
+} // namespace
+
+std::span<char> current_reply() { return t_reply; }
+
+std::shared_ptr<AtChannel> AtChannel::open(uint16_t port) {
+    std::shared_ptr<AtChannel> channel(new AtChannel);
+    channel->m_epoll.reset(epoll_create1(EPOLL_CLOEXEC));
+    channel->m_spare = spare_descriptor();
+    if (channel->m_epoll.valid() && channel->m_close.valid() && channel->listen_on(port) &&
+        channel->watch(channel->m_close.fd()) && channel->watch(channel->m_listener.get()))
+        return channel;
+    HAL_LOG_E(TAG, "127.0.0.1:%u: %s", static_cast<unsigned>(port), strerror(errno));
+    return nullptr;
+}
+
+bool AtChannel::listen_on(uint16_t port) {
+    m_listener.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!m_listener.valid()) return false;
+    const int on = 1;
+    setsockopt(m_listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return bind(m_listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+           listen(m_listener.get(), static_cast<int>(CLIENTS_MAX)) == 0;
+}
+
+bool AtChannel::watch(int fd) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = fd;
+    return epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, fd, &event) == 0;
+}
+
+void AtChannel::close() {
+    m_close.set();
+    // Frees the port now, although the loop may still be inside a command.
+    shutdown(m_listener.get(), SHUT_RDWR);
+}
+
+void AtChannel::run(vxo_command_process process) {
+    std::array<epoll_event, 16> events;
+    while (!m_closing) {
+        // Waits only when no client has a turn; otherwise just looks who else has come.
+        const int n = epoll_wait(m_epoll.get(), events.data(), events.size(), m_turns.empty() ? -1 : 0);
+        if (n < 0 && errno != EINTR) {
+            HAL_LOG_E(TAG, "%s", strerror(errno));
+            break;
+        }
+        for (int i = 0; i < n && !m_closing; ++i) handle(events[static_cast<size_t>(i)].data.fd, events[static_cast<size_t>(i)].events);
+        // One line of each client that has one, then a look at the sockets again.
+        for (size_t turns = m_turns.size(); turns > 0 && !m_closing; --turns) serve_next(process);
+    }
+    m_clients.clear();
+    m_client_count = 0;
+    m_turns.clear();
+}
+
+void AtChannel::handle(int fd, uint32_t events) {
+    if (fd == m_close.fd()) {
+        m_closing = true;
+    } else if (fd == m_listener.get()) {
+        accept_clients();
+    } else if (AtClient *client = client_of(fd)) {
+        if ((events & (EPOLLERR | EPOLLHUP)) || ((events & EPOLLOUT) && !client->flush())) drop(fd);
+        else if (events & EPOLLIN) receive(*client);
+        else settle(*client);
+    }
+}
+
+void AtChannel::accept_clients() {
+    for (;;) {
+        hal::UniqueFd socket(accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (socket.valid()) admit(std::move(socket));
+        else if (errno == EMFILE || errno == ENFILE) return refuse_one();
+        else if (errno != EINTR && errno != ECONNABORTED) return;
+    }
+}
+
+void AtChannel::refuse_one() {
+    HAL_LOG_E(TAG, "no descriptor for another client");
+    m_spare.reset();
+    hal::UniqueFd(accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)).reset();
+    m_spare = spare_descriptor();
+}
+
+void AtChannel::admit(hal::UniqueFd socket) {
+    const int fd = socket.get();
+    if (m_client_count >= CLIENTS_MAX) {
+        HAL_LOG_E(TAG, "more than %zu clients", CLIENTS_MAX);
+        return;
+    }
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (!watch(fd)) {
+        HAL_LOG_E(TAG, "%s", strerror(errno));
+        return;
+    }
+    if (m_clients.size() <= static_cast<size_t>(fd)) m_clients.resize(static_cast<size_t>(fd) + 1);
+    m_clients[static_cast<size_t>(fd)] = std::make_unique<AtClient>(std::move(socket));
+    m_clients[static_cast<size_t>(fd)]->interest = EPOLLIN;
+    ++m_client_count;
+}
+
+AtClient *AtChannel::client_of(int fd) {
+    return static_cast<size_t>(fd) < m_clients.size() ? m_clients[static_cast<size_t>(fd)].get() : nullptr;
+}
+
+void AtChannel::receive(AtClient &client) {
+    if (client.has_line()) return; // its turn comes first; the bytes wait in the socket
+    switch (client.read()) {
+    case AtClient::Read::data: break;
+    case AtClient::Read::nothing: return;
+    case AtClient::Read::end: client.ended = true; return settle(client);
+    case AtClient::Read::broken: return drop(client.fd());
+    }
+    if (client.has_line()) queue(client);
+}
+
+void AtChannel::queue(AtClient &client) {
+    if (!std::exchange(client.queued, true)) m_turns.push_back(client.fd());
+}
+
+void AtChannel::serve_next(vxo_command_process process) {
+    const int fd = m_turns.front();
+    m_turns.pop_front();
+    AtClient *client = client_of(fd);
+    if (!client) return;
+    client->queued = false;
+    const LineCutter::Line line = client->take_line();
+    if (!answer(*client, line, process)) {
+        HAL_LOG_E(TAG, "client %d left or does not read", fd);
+        return drop(fd);
+    }
+    if (client->has_line()) queue(*client);
+    settle(*client);
+}
+
+bool AtChannel::answer(AtClient &client, const LineCutter::Line &line, vxo_command_process process) {
+    char *const reply = m_answer.data() + HEAD_ROOM;
+    int status = STATUS_FAILED;
+    const char *refusal = nullptr;
+    switch (line.kind) {
+    case LineCutter::Kind::none: return true;
+    case LineCutter::Kind::empty: refusal = "empty command"; break;
+    case LineCutter::Kind::too_long: refusal = "line too long"; break;
+    case LineCutter::Kind::malformed: refusal = "malformed"; break;
+    case LineCutter::Kind::command: break;
+    }
+    memset(reply, 0, VXO_AT_REPLY_SIZE);
+    if (refusal) {
+        memcpy(reply, refusal, strlen(refusal));
+    } else if (!process) {
+        status = STATUS_MISSING;
+    } else {
+        t_reply = {reply, VXO_AT_REPLY_SIZE};
+        status = process(line.text, reply, VXO_AT_REPLY_SIZE);
+        t_reply = {};
+    }
+    const size_t length = strnlen(reply, VXO_AT_REPLY_SIZE);
+    reply[length] = '\n';
+    char head[HEAD_ROOM];
+    const size_t head_length = static_cast<size_t>(snprintf(head, sizeof head, "%d %zu\n", status, length));
+    memcpy(reply - head_length, head, head_length);
+    return client.send({reply - head_length, head_length + length + 1});
+}
+
+// Asks the kernel for what the client still needs, and lets it go when that is nothing.
+void AtChannel::settle(AtClient &client) {
+    if (client.ended && !client.has_line() && !client.has_unsent()) return drop(client.fd());
+    const uint32_t wanted = (client.ended ? 0u : uint32_t{EPOLLIN}) | (client.has_unsent() ? uint32_t{EPOLLOUT} : 0u);
+    if (wanted == client.interest) return;
+    epoll_event event{};
+    event.events = wanted;
+    event.data.fd = client.fd();
+    if (epoll_ctl(m_epoll.get(), EPOLL_CTL_MOD, client.fd(), &event) != 0) return drop(client.fd());
+    client.interest = wanted;
+}
+
+void AtChannel::drop(int fd) {
+    std::erase(m_turns, fd);
+    m_clients[static_cast<size_t>(fd)].reset();
+    --m_client_count;
+}
+
+} // namespace coredevice

@@ -1,0 +1,144 @@
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <coredevice/api.h>
+#include <coredevice/power_supply.h>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace coredevice {
+namespace {
+constexpr const char *TAG = "BATTERYSERVICE";
+
+struct Word {
+    std::string_view text;
+    int value;
+};
+
+template <size_t N> std::optional<int> look_up(const Word (&words)[N], std::string_view text) {
+    const auto *found = std::find_if(words, words + N, [&](const Word &word) { return word.text == text; });
+    if (found == words + N) return std::nullopt;
+    return found->value;
+}
+
+std::optional<int> parse_status(std::string_view text) {
+    static constexpr Word WORDS[] = {{"Unknown", TKI_BATTERY_STATUS_UNKNOWN},
+                                     {"Charging", TKI_BATTERY_STATUS_CHARGING},
+                                     {"Discharging", TKI_BATTERY_STATUS_DISCHARGING},
+                                     {"Not charging", TKI_BATTERY_STATUS_NOT_CHARGING},
+                                     {"Full", TKI_BATTERY_STATUS_FULL}};
+    return look_up(WORDS, text);
+}
+
+// Warm and cool are the charger's own bands inside the good range.
+std::optional<int> parse_health(std::string_view text) {
+    static constexpr Word WORDS[] = {
+        {"Unknown", TKI_BATTERY_HEALTH_UNKNOWN},       {"Good", TKI_BATTERY_HEALTH_GOOD},
+        {"Warm", TKI_BATTERY_HEALTH_GOOD},             {"Cool", TKI_BATTERY_HEALTH_GOOD},
+        {"Overheat", TKI_BATTERY_HEALTH_OVERHEAT},     {"Hot", TKI_BATTERY_HEALTH_OVERHEAT},
+        {"Dead", TKI_BATTERY_HEALTH_DEAD},             {"Over voltage", TKI_BATTERY_HEALTH_OVERVOLTAGE},
+        {"Cold", TKI_BATTERY_HEALTH_COLD},             {"Unspecified failure", TKI_BATTERY_HEALTH_FAILURE},
+        {"Over current", TKI_BATTERY_HEALTH_FAILURE},  {"Watchdog timer expire", TKI_BATTERY_HEALTH_FAILURE},
+        {"Safety timer expire", TKI_BATTERY_HEALTH_FAILURE}};
+    return look_up(WORDS, text);
+}
+
+std::optional<int> parse_percent(std::string_view text) {
+    const auto value = hal::parse_int(text);
+    return value && *value >= 0 && *value <= 100 ? value : std::nullopt;
+}
+
+std::optional<int> parse_switch(std::string_view text) {
+    const auto value = hal::parse_int(text);
+    if (!value || *value < 0) return std::nullopt;
+    return *value != 0; // a charger may answer 2: online with a programmable voltage
+}
+
+// Micro to milli.
+std::optional<int> parse_micro(std::string_view text) {
+    const auto value = hal::parse_int64(text);
+    if (!value || *value / 1000 > INT_MAX || *value / 1000 < INT_MIN) return std::nullopt;
+    return static_cast<int>(*value / 1000);
+}
+
+std::optional<int> parse_touch_panel(std::string_view text) {
+    const auto value = hal::parse_int(text);
+    return value && *value >= 0 && *value <= 3 ? value : std::nullopt;
+}
+} // namespace
+
+int Attribute::fail(Failure failure, std::string_view detail) {
+    if (!(m_logged & failure)) {
+        m_logged |= failure;
+        HAL_LOG_E(TAG, "%s: %.*s", m_path, static_cast<int>(detail.size()), detail.data());
+    }
+    return m_fallback;
+}
+
+int Attribute::read() {
+    if (!m_fd.valid()) m_fd = hal::open_file(m_path, O_RDONLY | O_NONBLOCK);
+    if (!m_fd.valid()) return fail(MISSING, strerror(errno));
+    std::array<char, 128> text;
+    const ssize_t n = hal::read_at(m_fd.get(), text, 0);
+    if (n < 0) {
+        const int reason = errno;
+        m_fd.reset(); // a device that went away is found again by name
+        return fail(UNREADABLE, strerror(reason));
+    }
+    const std::string_view value = hal::trim_end({text.data(), static_cast<size_t>(n)});
+    if (value.empty()) return fail(EMPTY, "empty");
+    const auto number = m_parse(value);
+    return number ? *number : fail(RUBBISH, std::string("not understood: ").append(value.substr(0, 32)));
+}
+
+#define SUPPLY "/sys/class/power_supply/"
+PowerSupply::PowerSupply() {
+    m_attributes.reserve(14);
+    const auto add = [this](const char *path, Attribute::Parse parse, int fallback = 0) {
+        m_attributes.emplace_back(path, parse, fallback);
+    };
+    add(SUPPLY "ac/online", parse_switch);
+    add(SUPPLY "usb/online", parse_switch);
+    add(SUPPLY "wireless/online", parse_switch);
+    add(SUPPLY "battery/status", parse_status);
+    add(SUPPLY "battery/health", parse_health);
+    add(SUPPLY "battery/present", parse_switch);
+    add(SUPPLY "battery/capacity", parse_percent);
+    add(SUPPLY "battery/voltage_now", parse_micro);
+    add(SUPPLY "battery/temp", hal::parse_int);
+    add(SUPPLY "battery/current_now", parse_micro);
+    add(SUPPLY "battery/charge_counter", parse_micro);
+    add(SUPPLY "battery/cycle_count", hal::parse_int);
+    add(SUPPLY "battery/constant_charge_current_max", parse_micro);
+    add("/proc/touchscreen/ts_status", parse_touch_panel, TOUCH_PANEL_OK);
+    m_idle_wakes.resize(m_attributes.size());
+}
+#undef SUPPLY
+
+BatteryReport PowerSupply::read() {
+    BatteryReport r;
+    auto next = m_attributes.begin();
+    for (uint8_t &online : r.plugged) online = static_cast<uint8_t>((next++)->read());
+    for (int *value : {&r.status, &r.health, &r.present, &r.level, &r.voltage, &r.temperature, &r.current, &r.charge_counter,
+                       &r.cycle_count, &r.max_current, &r.touch_panel})
+        *value = (next++)->read();
+    return r;
+}
+
+void PowerSupply::watch(std::vector<pollfd> &set) const {
+    for (size_t i = 0; i < m_attributes.size(); ++i)
+        set.push_back({m_idle_wakes[i] < IDLE_WAKES_MAX ? m_attributes[i].fd() : -1, POLLPRI, 0});
+}
+
+void PowerSupply::judge(std::span<const pollfd> entries, bool changed) {
+    for (size_t i = 0; i < m_attributes.size(); ++i) {
+        if (!entries[i].revents) continue;
+        if (changed) m_idle_wakes[i] = 0;
+        else if (++m_idle_wakes[i] == IDLE_WAKES_MAX) HAL_LOG_E(TAG, "attribute %zu wakes for nothing", i);
+    }
+}
+
+void PowerSupply::relax() { std::fill(m_idle_wakes.begin(), m_idle_wakes.end(), 0); }
+
+} // namespace coredevice
