@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <tp_gui.h>
+#include <type_traits>
 
 struct TestWindow {
     const char *domain = "";        // config_domain, e.g. "TKI_LCD"
@@ -20,13 +21,16 @@ struct TestWindow {
     const char *keys[3] = {"Result_pass", "", "Result_fail"}; // soft keys by language key
     bool pass_by_key = true;        // key 60 passes (when may_pass allows)
     bool (*may_pass)() = nullptr;   // fool-proof rule; null: always
-    // Sees every message first; true: handled, *result is the answer.
+    int pass_after_ms = 0;          // the pass key is offered only so long after opening (fool-proof delay)
+    const char *caption = "";       // of the main window
+    // Sees every message first; true: handled, *result is the answer. MSG_CREATE and MSG_CLOSE must stay unhandled.
     bool (*proc)(HWND, UINT, WPARAM, LPARAM, LRESULT *result) = nullptr;
     void (*on_open)(HWND) = nullptr;   // after creation, before showing: start the stimulus
     void (*on_close)(HWND) = nullptr;  // on every way out: stop it
     void (*paint)(HWND, HDC) = nullptr;
     // kept by the frame
     HWND hwnd = HWND_NULL;
+    bool pass_offered = false;      // the fool-proof delay is over
     std::atomic<int> created{0};    // 1 while the window exists
     std::atomic<int> pc_mode{0};    // driven by the PC
     char pc_result[256] = {};       // the domain while open, zeros otherwise
@@ -41,3 +45,10 @@ void test_frame_refresh_keys(TestWindow &w); // after may_pass changed
 int test_frame_pc_open(TestWindow &w);
 int test_frame_pc_close(TestWindow &w);
 TestWindow *test_frame_current();         // the window opened last and still open, or null
+void test_frame_draw_text(HWND hwnd, HDC hdc, const char *key, int color); // a translated note, centred in the middle
+
+// Runs a function object that returns int on the GUI thread; -1 when there is no GUI. Any thread.
+template <class F> int on_gui_thread(F &&body) {
+    using Body = std::remove_reference_t<F>;
+    return tp_gui_call([](void *arg) -> int { return (*static_cast<Body *>(arg))(); }, &body);
+}
