@@ -1,0 +1,24 @@
+// Waiting, beneath clock and semaphores.
+#pragma once
+
+#include <poll.h>
+
+namespace vcore {
+
+// Whether a stop request ends every later wait of the thread at once, or only the first one after it.
+enum class StopEnds { every_wait, first_wait };
+
+// ppoll that a stop request to the calling thread cannot slip past: also one that came just before the call ends it
+// with EINTR.
+int ppoll_or_stop(pollfd *fds, nfds_t count, const timespec *timeout, StopEnds ends);
+
+// Called before the calling thread waits. On the GUI thread what was drawn so far is shown first.
+void before_wait();
+
+// Makes a waiting GUI thread look at its queue, its timers and the threads it joins. Any thread.
+void gui_wake();
+
+// On the GUI thread: answers sent messages until done(arg) is true; gui_wake makes it look again.
+void gui_answer_until(bool (*done)(void *), void *arg);
+
+} // namespace vcore
