@@ -1,0 +1,40 @@
+// A handset's screen in memory with the shell on it. Tests act with keys, touches and messages, and look at the
+// description of the screen, at flags and at files.
+#pragma once
+
+#include <fake_panel.h>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "shell/main_menu.h"
+
+// Domains of the items whose test window was asked to open, in order.
+extern std::vector<std::string> g_opened;
+
+class ShellTest : public ::testing::Test {
+protected:
+    void SetUp() override { start(720, 1280); }
+    void TearDown() override;
+
+    // Begins anew on a screen of this size.
+    void start(int width, int height);
+    static void write_text(const char *path, const std::string &text);
+    static std::string read_text(const char *path);
+    static bool exists(const char *path);
+    // The main configuration; language texts stay their keys unless a test loads some.
+    static void config(const std::string &text) { write_text("/etc/tki_config.ini", text); }
+    // Builds the menu; without input devices its loop returns at once.
+    static void open_menu() { kmt_CreateMainMenuWnd(); tp_gui_pump(); }
+    static void key(int code) { press(code); release(code); }
+    static void press(int code) { tp_gui_inject_key(code, true); tp_gui_pump(); }
+    static void release(int code) { tp_gui_inject_key(code, false); tp_gui_pump(); }
+    // Pumps until the condition holds; false after two seconds.
+    static bool pump_until(const std::function<bool()> &condition);
+    static bool shows(const std::string &text); // anywhere on the described screen
+    static std::string softkeys();              // "left|middle|right"
+    // Colour index of a text on the screen, -2 when it is not there.
+    static int color_of(const std::string &text);
+    static std::vector<std::string> rows();     // of the active window's list
+};
