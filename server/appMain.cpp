@@ -1,7 +1,91 @@
 // Start-up of the program, read from top to bottom.
-#include "base/guard.h"
+#include <cstring>
+#include <cutils/properties.h>
+#include <tp_clock.h>
+#include <tp_globals.h>
+#include <tp_gui.h>
+#include <tp_os.h>
 
-int main() {
+#include "adbd_connection/at_thread.h"
+#include "AgingTest/aging_files.h"
+#include "base/guard.h"
+#include "base/log_door.h"
+#include "config/main_config.h"
+#include "device/diag_log.h"
+#include "device/factory_slots.h"
+#include "shell/iconlet.h"
+#include "shell/main_menu.h"
+#include "shell/shell_actions.h"
+
+namespace {
+constexpr const char *TAG = "VXO_TKI";
+constexpr const char *NAME = "main";
+constexpr const char *REDUCED_BOOT_MODE = "ffbm-99";
+
+// The toolkit's look-up expects a text that is wholly written.
+int language_source(const char *key, char *out) {
+    char text[CFG_TEXT] = {};
+    if (Read_LangCfgFromList(key, text) != 0) return -1;
+    memcpy(out, text, sizeof text);
+    return 0;
+}
+
+void register_shell_actions() { g_shell_actions.check_aging_cfg_exist = Check_AgingCfg_Exist; }
+
+void start_battery_service() {
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "TKI_API_BatteryService_StartService begin");
+    if (!TKI_API_BatteryService_StartService) return;
+    const int result = TKI_API_BatteryService_StartService();
+    if (result == 0) {
+        LOG_RAW(ANDROID_LOG_DEBUG, TAG, "Start Battery Service successed");
+    } else {
+        LOG_RAW(ANDROID_LOG_DEBUG, TAG, "Start Battery Service fail ,errno(%d)", result);
+    }
+}
+
+// Libraries, toolkit and configuration, in the order that they need each other. False ends the program.
+bool bring_up() {
+    if (tki_init_lib_factory_dll() != 0) {
+        LOG_RAW(ANDROID_LOG_ERROR, TAG, "tki_init_lib_factory_dll fail! %s", NAME);
+        return false;
+    }
+    if (tp_man_lcd_get_info_only() != 0) LOG_RAW(ANDROID_LOG_ERROR, TAG, "tp_man_lcd_get_info_only fail! %s", NAME);
+    tki_api_tki_mode_init(0);
+    InitGUI();
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s InitGUI end", NAME);
+    RegisterIconLetCtrl();
+    mmi_initconfig();
+    tp_i18n_set_source(language_source);
+    if (tki_init_libvxo_vcoredevice_dll() != 0) {
+        LOG_RAW(ANDROID_LOG_ERROR, TAG, "FATAL ERROR:tki_init_libvxo_vcoredevice_dll fail! %s", NAME);
+        return false;
+    }
+    return true;
+}
+
+[[noreturn]] void park_reduced() {
+    LOG_RAW(ANDROID_LOG_ERROR, TAG, "MMI app can only be run in ffbm mode");
+    for (;;) tp_clock_sleep_us(1000000000);
+}
+} // namespace
+
+int main(int, char **, char **) {
     if (!guard_allows_start()) return 1;
+    tp_os_thread_init();
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s begin", NAME);
+    if (!bring_up()) return -1;
+    start_battery_service();
+    register_shell_actions();
+    // A handset in the middle of a reboot cycle does not listen to the PC.
+    if (!Check_AgingCfg_Exist()) AtThreadStart();
+    char boot_mode[PROPERTY_VALUE_MAX] = {};
+    property_get("ro.bootmode", boot_mode, "normal");
+    if (strncmp(boot_mode, REDUCED_BOOT_MODE, strlen(REDUCED_BOOT_MODE)) == 0) {
+        kmt_CreateMainMenuWnd1();
+        park_reduced();
+    }
+    tki_initlog();
+    kmt_CreateMainMenuWnd();
+    tp_os_sema_get(nullptr, -1);
     return 0;
 }
