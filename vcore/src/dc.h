@@ -27,6 +27,11 @@ struct DcTarget {
 };
 HDC dc_open(const DcTarget &target);
 void dc_close(HDC hdc);
+// The bounds of what can be drawn on, in client coordinates; the client area where nothing of the window shows, so
+// that a painter that leaves out what lies outside still records its texts.
+RECT dc_clip_box(HDC hdc);
+// Draws only within a client rectangle from now on; texts are recorded cut to it. Null: as opened.
+void dc_limit(HDC hdc, const RECT *rect);
 
 // Registers "static" and "scrollview"; called by InitGUI before any window exists.
 void register_builtin_controls();
