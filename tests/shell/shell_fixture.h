@@ -2,7 +2,7 @@
 // description of the screen, at flags and at files.
 #pragma once
 
-#include <fake_panel.h>
+#include "support/fake_panel.h"
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
