@@ -14,8 +14,8 @@
 namespace {
 int g_log_fd = -1;
 
-void write_record(const __android_log_message *record) {
-    if (!record || !record->message) return;
+void write_record(const __android_logger_data *record, const char *message) {
+    if (!record || !message) return;
     char line[4352];
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -26,11 +26,11 @@ void write_record(const __android_log_message *record) {
     int n = snprintf(line, 256, "%02d-%02d %02d:%02d:%02d.%03ld %5d %5d %c %.64s: ", parts.tm_mon + 1, parts.tm_mday,
                      parts.tm_hour, parts.tm_min, parts.tm_sec, now.tv_nsec / 1000000, getpid(), gettid(), letter,
                      record->tag ? record->tag : "");
-    size_t length = strlen(record->message);
-    while (length && record->message[length - 1] == '\n') --length;
+    size_t length = strlen(message);
+    while (length && message[length - 1] == '\n') --length;
     size_t used = static_cast<size_t>(n);
     for (size_t i = 0; i < length && used < sizeof line - 3; ++i) {
-        const char c = record->message[i];
+        const char c = message[i];
         if (c == '\n' || c == '\r') {
             line[used++] = '\\';
             line[used++] = c == '\n' ? 'n' : 'r';
