@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <tp_clock.h>
 #include <vector>
 
 #include "config/main_config.h"
@@ -28,10 +27,7 @@ bool pass_allowed(const TestWindow &w) {
     return w.pass_by_key && w.pass_offered && (!w.may_pass || w.may_pass());
 }
 
-void publish_current_domain() {
-    const char *domain = g_open.empty() ? "" : g_open.back()->domain;
-    snprintf(g_current_test_domain, sizeof g_current_test_domain, "%s", domain);
-}
+void publish_current_domain() { set_current_test_domain(g_open.empty() ? nullptr : g_open.back()->domain); }
 
 void show_status_texts(const TestWindow &w) {
     if (w.full_screen) {
