@@ -6,8 +6,8 @@
 #include <mutex>
 #include <tp_os.h>
 
-// One owner thread at a time starts, stops and joins; running is for any thread. A stop or join while another thread is
-// already in one returns at once.
+// One owner thread starts and joins; stop and running are for any thread. Of several that stop or join at once, one waits
+// and the others return.
 class Worker {
 public:
     Worker() = default;
@@ -28,7 +28,6 @@ public:
 private:
     struct State;
     static void run(void *arg);
-    bool on_worker() const;
     void finish(bool ask);
 
     mutable std::mutex mutex_; // guards the two below; never held while waiting
