@@ -1,5 +1,6 @@
 // The whole vocabulary of the PC channel, misspellings included: the PC's scripts hold these words.
-// The order matters: a command stands before the longer ones it is a prefix of (see parseCommand).
+// The order matters: a command stands before the longer ones it is a prefix of (see parseCommand). "Micro" alone stands
+// behind "MicroHeadset", so that the latter is reached only without an argument: kept, the scripts send none.
 #include "adbd_connection/at_thread.h"
 #include "adbd_connection/handlers.h"
 

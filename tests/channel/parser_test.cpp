@@ -21,6 +21,9 @@ template <char Name> int32_t handler(const char *in, int32_t size, char *out, in
 }
 constexpr CommandHandler A = handler<'A'>, B = handler<'B'>, C = handler<'C'>;
 
+// The one longer word that stands before the shorter it begins with ("Micro"). Kept: see the test of the scripts' words.
+constexpr char MICRO_HEADSET[] = "audioMoudle testItem MicroHeadset";
+
 class ParserTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -105,7 +108,7 @@ TEST_F(ParserTest, every_row_of_the_table_reaches_its_handler) {
         std::string line = row.cmd;
         if (strcmp(row.action, "close") == 0) line += " close";
         ASSERT_EQ(lookup(line), row.fun) << line;
-        // What another row extends takes that row's words for the longer command: only plain numbers are tried.
+        if (line == MICRO_HEADSET) continue;
         if (!*row.action) line += " 7";
         EXPECT_EQ(lookup(line), row.fun) << line;
     }
@@ -115,6 +118,7 @@ TEST_F(ParserTest, the_table_keeps_its_order) {
     for (int i = 0; i < COMMAND_ROWS; ++i) {
         for (int j = i + 1; j < COMMAND_ROWS; ++j) {
             const std::string first = g_command_table[i].cmd, second = g_command_table[j].cmd;
+            if (first == MICRO_HEADSET) continue;
             EXPECT_FALSE(first != second && first.starts_with(second)) << first << " stands before " << second;
             EXPECT_FALSE(first == second && strcmp(g_command_table[i].action, g_command_table[j].action) == 0) << first;
         }
@@ -130,6 +134,10 @@ TEST_F(ParserTest, words_that_the_pc_scripts_rely_on) {
     EXPECT_EQ(lookup("FMMoudle testItem close"), AutoTest_FM_Stop);
     EXPECT_EQ(lookup("audioMoudle testItem SpeakerMic", &arg), AutoTest_audioloop_Watch_Speaker_Mic_Start);
     EXPECT_EQ(arg, "ic");
+    // Bare, the loop-back; with an argument the later "Micro" takes the line, and the rest of the word for its argument.
+    EXPECT_EQ(lookup(MICRO_HEADSET), AutoTest_audioloop_MicroHeadset_Start);
+    EXPECT_EQ(lookup(std::string(MICRO_HEADSET) + " 7", &arg), AutoTest_audioloop_Watch_Mic_Start);
+    EXPECT_EQ(arg, "eadset 7");
     EXPECT_EQ(lookup("LCDTurnoffMoudle testItem x"), nullptr);
     EXPECT_EQ(lookup("batteryMoudle testItem chargeing"), AutoTest_battery_charging_Read); // both spellings
     EXPECT_EQ(lookup("forcetouchcomprehensiveMoudle testItem read"), automated_force_touch_calibration_read);
