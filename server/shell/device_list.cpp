@@ -131,7 +131,6 @@ void paint(HWND hwnd) {
 }
 
 void close(HWND hwnd) {
-    g_device_test_wnd = HWND_NULL;
     g_deviceIsAutoTest = 0;
     DestroyAllControls(hwnd);
     DestroyMainWindow(hwnd);
@@ -154,6 +153,9 @@ LRESULT mmi_DeviceTestWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPa
     case MSG_CLOSE:
         close(hwnd);
         return 0;
+    case MSG_DESTROY: // also when the menu takes its windows along
+        g_device_test_wnd = HWND_NULL;
+        break;
     default:
         break;
     }

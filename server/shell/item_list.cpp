@@ -102,7 +102,6 @@ LRESULT item_list_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
         SendMessage(hwnd, MSG_CLOSE, 0, 0);
         return 0;
     case MSG_CLOSE:
-        item_wnd = HWND_NULL;
         DestroyAllControls(hwnd);
         DestroyMainWindow(hwnd);
         return 0;

@@ -154,8 +154,8 @@ void paint(HWND hwnd) {
     EndPaint(hwnd, hdc);
 }
 
-void close(HWND hwnd) {
-    screen_open = false;
+void forget_screen() {
+    if (!screen_open.exchange(false)) return;
     info_wnd = HWND_NULL;
     {
         std::lock_guard guard(record_lock);
@@ -164,8 +164,6 @@ void close(HWND hwnd) {
     restore_rows();
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s MSG_CLOSE TestInfoWinMenu[2].name=%s", "mmi_TestInfoWndProc",
             TestInfoWinMenu[ROW_PSN].text);
-    DestroyAllControls(hwnd);
-    DestroyMainWindow(hwnd);
 }
 
 LRESULT mmi_TestInfoWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -188,8 +186,13 @@ LRESULT mmi_TestInfoWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
         SendMessage(hwnd, MSG_CLOSE, 0, 0);
         return 0;
     case MSG_CLOSE:
-        close(hwnd);
+        forget_screen();
+        DestroyAllControls(hwnd);
+        DestroyMainWindow(hwnd);
         return 0;
+    case MSG_DESTROY: // also when the menu takes its windows along
+        forget_screen();
+        break;
     default:
         break;
     }

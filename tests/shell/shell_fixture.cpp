@@ -67,6 +67,15 @@ void ShellTest::TearDown() {
 
 void ShellTest::write_text(const char *path, const std::string &text) { std::ofstream(path) << text; }
 
+void ShellTest::config(const std::string &text) {
+    std::string lines;
+    for (const char c : text) {
+        if (c == '\n' && (lines.empty() || lines.back() != '\r')) lines += '\r';
+        lines += c;
+    }
+    write_text("/etc/tki_config.ini", lines);
+}
+
 std::string ShellTest::read_text(const char *path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};

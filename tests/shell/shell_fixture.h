@@ -23,13 +23,15 @@ protected:
     static void write_text(const char *path, const std::string &text);
     static std::string read_text(const char *path);
     static bool exists(const char *path);
-    // The main configuration; language texts stay their keys unless a test loads some.
-    static void config(const std::string &text) { write_text("/etc/tki_config.ini", text); }
+    // The main configuration, with the line ends of the installed file; language texts stay their keys.
+    static void config(const std::string &text);
     // Builds the menu; without input devices its loop returns at once.
-    static void open_menu() { kmt_CreateMainMenuWnd(); tp_gui_pump(); }
+    static void open_menu() { kmt_CreateMainMenuWnd(); settle(); }
     static void key(int code) { press(code); release(code); }
-    static void press(int code) { tp_gui_inject_key(code, true); tp_gui_pump(); }
-    static void release(int code) { tp_gui_inject_key(code, false); tp_gui_pump(); }
+    static void press(int code) { tp_gui_inject_key(code, true); settle(); }
+    static void release(int code) { tp_gui_inject_key(code, false); settle(); }
+    // Handles everything pending; what a hook posts is pending for the next pump only.
+    static void settle() { for (int idle = 0; idle < 2;) idle = tp_gui_pump() ? 0 : idle + 1; }
     // Pumps until the condition holds; false after two seconds.
     static bool pump_until(const std::function<bool()> &condition);
     static bool shows(const std::string &text); // anywhere on the described screen
