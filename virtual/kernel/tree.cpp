@@ -1,1 +1,157 @@
-// filled by its room
+#include "kernel/tree.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+namespace vh {
+
+namespace {
+constexpr size_t PAGE = 4096; // the most that an attribute takes or gives
+
+// The value as the driver keeps it, or nothing when it refuses. Numbers lose their leading zeros, as in a driver.
+std::optional<std::string> accepted(const Rule &rule, std::string_view text) {
+    switch (rule.kind) {
+    case Rule::Kind::integer: {
+        if (text.starts_with('+')) text.remove_prefix(1);
+        long number = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+        if (number < rule.min || number > rule.max) return std::nullopt;
+        return std::to_string(number);
+    }
+    case Rule::Kind::choice:
+        if (std::find(rule.choices.begin(), rule.choices.end(), text) == rule.choices.end()) return std::nullopt;
+        return std::string(text);
+    case Rule::Kind::text:
+        break;
+    }
+    return std::string(text);
+}
+
+void wait_out(const Fault &fault) {
+    if (fault.kind == Fault::Kind::delay) std::this_thread::sleep_for(std::chrono::milliseconds(fault.delay_ms));
+}
+} // namespace
+
+Rule integer(long min, long max) { return {Rule::Kind::integer, min, max, {}}; }
+Rule choice(std::vector<std::string> choices) { return {Rule::Kind::choice, 0, 0, std::move(choices)}; }
+Rule text() { return {}; }
+
+std::optional<Fault> parse_fault(std::string_view text) {
+    if (text == "none") return Fault{};
+    if (text == "eio") return Fault{Fault::Kind::eio, 0};
+    if (text == "stale") return Fault{Fault::Kind::stale, 0};
+    constexpr std::string_view delay = "delay=";
+    if (!text.starts_with(delay)) return std::nullopt;
+    text.remove_prefix(delay.size());
+    int ms = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), ms);
+    if (error != std::errc() || end != text.data() + text.size() || ms < 0) return std::nullopt;
+    return Fault{Fault::Kind::delay, ms};
+}
+
+void Tree::add(const std::string &path, Rule rule, Access access, const std::string &value) {
+    auto node = std::make_unique<Node>();
+    node->path = path;
+    node->rule = std::move(rule);
+    node->access = access;
+    node->power_on = node->value = value;
+    nodes_[path] = std::move(node);
+}
+
+void Tree::on_change(const std::string &path, std::function<void(const std::string &)> reaction) {
+    Node *node = find(path);
+    if (!node) throw std::logic_error("no attribute " + path);
+    reactions_[node] = std::move(reaction);
+}
+
+int Tree::read(Node &node, std::string &out) const {
+    std::unique_lock lock(mutex_);
+    const Fault fault = node.fault;
+    lock.unlock();
+    wait_out(fault);
+    if (fault.kind == Fault::Kind::eio) return -EIO;
+    lock.lock();
+    out = fault.kind == Fault::Kind::stale ? node.stale : node.value;
+    out += '\n';
+    return 0;
+}
+
+int Tree::write(Node &node, std::string_view bytes) {
+    std::unique_lock lock(mutex_);
+    const Fault fault = node.fault;
+    lock.unlock();
+    wait_out(fault);
+    if (fault.kind == Fault::Kind::eio) return -EIO;
+    if (bytes.size() > PAGE) return -EINVAL;
+    if (bytes.ends_with('\n')) bytes.remove_suffix(1);
+    const std::optional<std::string> value = accepted(node.rule, bytes);
+    if (!value) return -EINVAL;
+    change(node, *value);
+    return 0;
+}
+
+void Tree::change(Node &node, const std::string &value) {
+    {
+        const std::scoped_lock lock(mutex_);
+        node.value = value;
+    }
+    ++node.changes;
+    if (listener_) listener_(node);
+    if (const auto reaction = reactions_.find(&node); reaction != reactions_.end()) reaction->second(value);
+}
+
+bool Tree::set(const std::string &path, const std::string &value) {
+    Node *node = find(path);
+    if (!node || value.size() > PAGE) return false;
+    change(*node, value);
+    return true;
+}
+
+std::optional<std::string> Tree::get(const std::string &path) const {
+    const Node *node = find(path);
+    if (!node) return std::nullopt;
+    const std::scoped_lock lock(mutex_);
+    return node->value;
+}
+
+bool Tree::set_fault(const std::string &path, const Fault &fault) {
+    Node *node = find(path);
+    if (!node) return false;
+    const std::scoped_lock lock(mutex_);
+    if (fault.kind == Fault::Kind::stale && node->fault.kind != Fault::Kind::stale) node->stale = node->value;
+    node->fault = fault;
+    return true;
+}
+
+void Tree::reset() {
+    for (const auto &[path, node] : nodes_)
+        if (node->access != Access::read_only) change(*node, node->power_on);
+}
+
+Node *Tree::find(const std::string &path) const {
+    const auto found = nodes_.find(path);
+    return found == nodes_.end() ? nullptr : found->second.get();
+}
+
+bool Tree::is_folder(const std::string &path) const {
+    if (path == "/") return true;
+    const std::string prefix = path + "/";
+    const auto next = nodes_.lower_bound(prefix);
+    return next != nodes_.end() && next->first.starts_with(prefix);
+}
+
+std::vector<std::string> Tree::children(const std::string &folder) const {
+    const std::string prefix = folder == "/" ? "/" : folder + "/";
+    std::set<std::string> names;
+    for (auto it = nodes_.lower_bound(prefix); it != nodes_.end() && it->first.starts_with(prefix); ++it)
+        names.insert(it->first.substr(prefix.size(), it->first.find('/', prefix.size()) - prefix.size()));
+    return {names.begin(), names.end()};
+}
+
+} // namespace vh

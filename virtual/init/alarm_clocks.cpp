@@ -1,0 +1,59 @@
+#include "init/alarm_clocks.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <ctime>
+#include <fcntl.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/timerfd.h>
+
+#if defined(__x86_64__)
+constexpr unsigned NATIVE_ARCHITECTURE = AUDIT_ARCH_X86_64;
+#elif defined(__aarch64__)
+constexpr unsigned NATIVE_ARCHITECTURE = AUDIT_ARCH_AARCH64;
+#else
+#error "name the audit architecture of this machine"
+#endif
+
+int alarm_clocks_install() {
+    sock_filter code[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, NATIVE_ARCHITECTURE, 0, 5),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_timerfd_create, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)), // low half of the clock id, little endian
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, CLOCK_REALTIME_ALARM, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, CLOCK_BOOTTIME_ALARM, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF),
+    };
+    const sock_fprog program{sizeof code / sizeof *code, code};
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    return static_cast<int>(
+        syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program));
+}
+
+void alarm_clocks_answer(int listener) {
+    seccomp_notif call{};
+    if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) return;
+    const auto clock = static_cast<clockid_t>(call.data.args[0]);
+    const auto flags = static_cast<int>(call.data.args[1]);
+    const vh::Fd timer(timerfd_create(clock == CLOCK_REALTIME_ALARM ? CLOCK_REALTIME : CLOCK_BOOTTIME, flags));
+    if (timer) {
+        seccomp_notif_addfd grant{};
+        grant.id = call.id;
+        grant.flags = SECCOMP_ADDFD_FLAG_SEND;
+        grant.srcfd = static_cast<unsigned>(timer.get());
+        grant.newfd_flags = flags & TFD_CLOEXEC ? static_cast<unsigned>(O_CLOEXEC) : 0u;
+        if (ioctl(listener, SECCOMP_IOCTL_NOTIF_ADDFD, &grant) >= 0) return;
+    }
+    seccomp_notif_resp refusal{};
+    refusal.id = call.id;
+    refusal.error = -(errno ? errno : EPERM);
+    ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &refusal);
+}

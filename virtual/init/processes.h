@@ -1,0 +1,39 @@
+// The processes that the first process starts: the program and the operator's commands.
+#pragma once
+
+#include "init/loop.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+class Processes {
+public:
+    Processes(Loop &loop, int control) : loop_(loop), control_(control) {}
+
+    // Starts (again) the program; its process reports itself to the launcher first.
+    void start_program(const std::vector<std::string> &argv);
+    // Starts an operator's command with the given standard descriptors.
+    void start_command(const std::string &id, const std::string &folder, const std::vector<std::string> &argv,
+                       const std::vector<vh::Fd> &stdio);
+    void kill_command(const std::string &id) const;
+    // Collects every dead process and reports. True when the program was among them; its status in `status`.
+    bool reap(int &status);
+
+private:
+    struct Start {
+        std::vector<std::string> argv;
+        std::string folder;
+        std::vector<int> stdio; // three, or none to keep this process's
+        bool is_program = false;
+    };
+    pid_t start(const Start &what);
+    void watch_alarm_clocks(vh::Fd listener);
+
+    Loop &loop_;
+    int control_;
+    pid_t program_ = -1;
+    std::map<pid_t, std::string> commands_;
+    std::map<int, vh::Fd> alarm_listeners_;
+};

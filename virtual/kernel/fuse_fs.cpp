@@ -1,0 +1,251 @@
+#define FUSE_USE_VERSION 312
+#include "kernel/fuse_fs.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fuse.h>
+#include <linux/fs.h>
+#include <mutex>
+#include <poll.h>
+#include <set>
+#include <stdexcept>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <thread>
+
+namespace vh {
+
+namespace {
+// One open of an attribute. `seen` is the node's change count at the last read, as poll(2) on sysfs has it.
+struct OpenFile {
+    Node *node = nullptr;
+    unsigned seen = 0;
+    fuse_pollhandle *waiter = nullptr;
+};
+} // namespace
+
+struct FuseMount::State {
+    explicit State(Tree &t) : tree(t) {}
+    Tree &tree;
+    std::mutex mutex; // open_files, their fields, real_proc
+    std::set<OpenFile *> open_files;
+    Fd real_proc;
+    fuse *session = nullptr;
+    std::thread loop;
+};
+
+namespace {
+FuseMount::State &state() { return *static_cast<FuseMount::State *>(fuse_get_context()->private_data); }
+OpenFile *opened(fuse_file_info *info) { return reinterpret_cast<OpenFile *>(info->fh); }
+
+void wake_pollers(FuseMount::State &fs, const Node &node) {
+    const std::scoped_lock lock(fs.mutex);
+    for (OpenFile *file : fs.open_files) {
+        if (file->node != &node || !file->waiter) continue;
+        fuse_notify_poll(file->waiter);
+        fuse_pollhandle_destroy(file->waiter);
+        file->waiter = nullptr;
+    }
+}
+
+// A name directly below /proc that is no attribute of ours is the real procfs's, seen through a link that the kernel
+// follows in the caller's own context: /proc/self stays right.
+bool is_real_proc_name(const std::string &path) {
+    return path.starts_with("/proc/") && path.find('/', 6) == std::string::npos;
+}
+
+mode_t permissions(Access access) {
+    return access == Access::read_only ? 0444 : access == Access::write_only ? 0200 : 0644;
+}
+
+int fs_getattr(const char *path, struct stat *out, fuse_file_info *) {
+    *out = {};
+    if (const Node *node = state().tree.find(path)) {
+        out->st_mode = S_IFREG | permissions(node->access);
+        out->st_nlink = 1;
+        out->st_size = 4096; // what sysfs tells of every attribute
+        return 0;
+    }
+    if (state().tree.is_folder(path)) {
+        out->st_mode = S_IFDIR | 0555;
+        out->st_nlink = 2;
+        return 0;
+    }
+    if (!is_real_proc_name(path)) return -ENOENT;
+    out->st_mode = S_IFLNK | 0777;
+    out->st_nlink = 1;
+    return 0;
+}
+
+int fs_readlink(const char *path, char *buffer, size_t size) {
+    if (!is_real_proc_name(path)) return -EINVAL;
+    snprintf(buffer, size, "/.proc/%s", path + strlen("/proc/"));
+    return 0;
+}
+
+int fs_readdir(const char *path, void *buffer, fuse_fill_dir_t fill, off_t, fuse_file_info *, fuse_readdir_flags) {
+    const auto flags = static_cast<fuse_fill_dir_flags>(0);
+    std::set<std::string> names{".", ".."};
+    for (const std::string &child : state().tree.children(path)) names.insert(child);
+    if (strcmp(path, "/proc") == 0) {
+        Fd folder;
+        {
+            const std::scoped_lock lock(state().mutex);
+            if (state().real_proc) folder.reset(openat(state().real_proc.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        }
+        const std::unique_ptr<DIR, int (*)(DIR *)> dir(folder ? fdopendir(folder.get()) : nullptr, closedir);
+        if (dir) {
+            folder.release();
+            while (const dirent *entry = readdir(dir.get())) names.insert(entry->d_name);
+        }
+    }
+    for (const std::string &name : names) fill(buffer, name.c_str(), nullptr, 0, flags);
+    return 0;
+}
+
+int fs_open(const char *path, fuse_file_info *info) {
+    Node *node = state().tree.find(path);
+    if (!node) return -ENOENT;
+    const int mode = info->flags & O_ACCMODE;
+    // Checked here, because the mode bits do not hold for the sandbox's root, and sysfs checks them all the same.
+    if (mode != O_RDONLY && node->access == Access::read_only) return -EACCES;
+    if (mode != O_WRONLY && node->access == Access::write_only) return -EACCES;
+    auto file = std::make_unique<OpenFile>();
+    file->node = node;
+    file->seen = node->changes;
+    const std::scoped_lock lock(state().mutex);
+    state().open_files.insert(file.get());
+    info->fh = reinterpret_cast<uint64_t>(file.release());
+    info->direct_io = 1;
+    return 0;
+}
+
+int fs_release(const char *, fuse_file_info *info) {
+    const std::unique_ptr<OpenFile> file(opened(info));
+    const std::scoped_lock lock(state().mutex);
+    state().open_files.erase(file.get());
+    if (file->waiter) fuse_pollhandle_destroy(file->waiter);
+    return 0;
+}
+
+int fs_read(const char *, char *buffer, size_t size, off_t offset, fuse_file_info *info) {
+    OpenFile *file = opened(info);
+    const unsigned changes = file->node->changes;
+    std::string text;
+    if (const int error = state().tree.read(*file->node, text)) return error;
+    {
+        const std::scoped_lock lock(state().mutex);
+        file->seen = changes;
+    }
+    if (offset < 0 || static_cast<size_t>(offset) >= text.size()) return 0;
+    const size_t n = std::min(size, text.size() - static_cast<size_t>(offset));
+    memcpy(buffer, text.data() + offset, n);
+    return static_cast<int>(n);
+}
+
+// The offset means nothing to an attribute: an appended write replaces the value as any other does.
+int fs_write(const char *, const char *bytes, size_t size, off_t, fuse_file_info *info) {
+    if (const int error = state().tree.write(*opened(info)->node, std::string_view(bytes, size))) return error;
+    return static_cast<int>(size);
+}
+
+int fs_poll(const char *, fuse_file_info *info, fuse_pollhandle *handle, unsigned *events) {
+    OpenFile *file = opened(info);
+    const std::scoped_lock lock(state().mutex);
+    if (handle) {
+        if (file->waiter) fuse_pollhandle_destroy(file->waiter);
+        file->waiter = handle;
+    }
+    *events |= POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM;
+    if (file->seen != file->node->changes) *events |= POLLPRI | POLLERR;
+    return 0;
+}
+
+int fs_ioctl(const char *path, unsigned command, void *, fuse_file_info *, unsigned, void *) {
+    if (command != BLKROSET || strcmp(path, "/dev/system") != 0) return -ENOTTY;
+    std::string ignored; // an ordered fault of the partition shows here
+    return state().tree.read(*state().tree.find(path), ignored);
+}
+
+// Attributes are neither made nor removed by programs.
+int fs_create(const char *, mode_t, fuse_file_info *) { return -EACCES; }
+int fs_truncate(const char *path, off_t, fuse_file_info *) { return state().tree.find(path) ? 0 : -EACCES; }
+int fs_utimens(const char *, const timespec *, fuse_file_info *) { return 0; }
+int fs_fsync(const char *, int, fuse_file_info *) { return 0; }
+
+void *fs_init(fuse_conn_info *, fuse_config *config) {
+    config->direct_io = 1;
+    config->attr_timeout = config->entry_timeout = config->negative_timeout = 0;
+    return fuse_get_context()->private_data;
+}
+
+fuse_operations operations() {
+    fuse_operations ops{};
+    ops.getattr = fs_getattr;
+    ops.readlink = fs_readlink;
+    ops.readdir = fs_readdir;
+    ops.open = fs_open;
+    ops.release = fs_release;
+    ops.read = fs_read;
+    ops.write = fs_write;
+    ops.poll = fs_poll;
+    ops.ioctl = fs_ioctl;
+    ops.create = fs_create;
+    ops.truncate = fs_truncate;
+    ops.utimens = fs_utimens;
+    ops.fsync = fs_fsync;
+    ops.init = fs_init;
+    return ops;
+}
+
+// By mount(2) itself: no setuid helper, nothing in the user's table of mounts.
+Fd mount_device(const std::string &folder) {
+    Fd device(open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    if (!device) throw std::runtime_error(std::string("/dev/fuse: ") + strerror(errno));
+    const std::string options = "fd=" + std::to_string(device.get()) + ",rootmode=40000,user_id=0,group_id=0";
+    if (mount("handset", folder.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
+        throw std::runtime_error("mount of the kernel attributes on " + folder + ": " + strerror(errno));
+    return device;
+}
+
+void serve(fuse *session) {
+    const std::unique_ptr<fuse_loop_config, void (*)(fuse_loop_config *)> config(fuse_loop_cfg_create(),
+                                                                               fuse_loop_cfg_destroy);
+    // A delayed node holds a thread; others must still be answered.
+    fuse_loop_cfg_set_max_threads(config.get(), 64);
+    fuse_loop_cfg_set_idle_threads(config.get(), 4);
+    fuse_loop_mt(session, config.get());
+}
+} // namespace
+
+FuseMount::FuseMount(Tree &tree, const std::string &folder) : state_(std::make_unique<State>(tree)) {
+    static const fuse_operations ops = operations();
+    char name[] = "handset";
+    char *argv[] = {name, nullptr};
+    fuse_args args = FUSE_ARGS_INIT(1, argv);
+    Fd device = mount_device(folder);
+    state_->session = fuse_new(&args, &ops, sizeof ops, state_.get());
+    fuse_opt_free_args(&args);
+    const std::string target = "/dev/fd/" + std::to_string(device.get());
+    if (!state_->session || fuse_mount(state_->session, target.c_str()) != 0)
+        throw std::runtime_error("the kernel attributes cannot be served");
+    device.release(); // belongs to the session now
+    tree.on_any_change([fs = state_.get()](Node &node) { wake_pollers(*fs, node); });
+    state_->loop = std::thread(serve, state_->session);
+}
+
+FuseMount::~FuseMount() {
+    // The owning process leaves by _exit, with the mount and its threads; only a failed start comes here.
+    if (state_->loop.joinable()) state_->loop.detach();
+    [[maybe_unused]] State *kept = state_.release();
+}
+
+void FuseMount::set_real_proc(Fd folder) {
+    const std::scoped_lock lock(state_->mutex);
+    state_->real_proc = std::move(folder);
+}
+
+} // namespace vh

@@ -1,0 +1,80 @@
+// The attributes of the virtual kernel: a table of typed nodes that behave as sysfs attributes do. A write replaces the
+// value, a read gives it back with a line end, a bad value is refused. Everything here may be called from any thread.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vh {
+
+// What a node accepts.
+struct Rule {
+    enum class Kind { integer, choice, text };
+    Kind kind = Kind::text;
+    long min = 0, max = 0;            // integer
+    std::vector<std::string> choices; // choice
+};
+Rule integer(long min, long max);
+Rule choice(std::vector<std::string> choices);
+Rule text();
+
+enum class Access { read_only, read_write, write_only };
+
+struct Fault {
+    enum class Kind { none, eio, stale, delay };
+    Kind kind = Kind::none;
+    int delay_ms = 0;
+};
+// "eio", "stale", "delay=MS" or "none"; anything else is nothing.
+std::optional<Fault> parse_fault(std::string_view text);
+
+struct Node {
+    std::string path;
+    Rule rule;
+    Access access = Access::read_write;
+    std::string power_on; // value after a boot; a read-only node keeps what the hardware says
+    std::string value;
+    std::string stale; // what a reader sees under the stale fault
+    Fault fault;
+    std::atomic<unsigned> changes{0}; // for poll
+};
+
+class Tree {
+public:
+    void add(const std::string &path, Rule rule, Access access, const std::string &value);
+    // Runs after every change of that node's value, on the thread that made it, without a lock held.
+    void on_change(const std::string &path, std::function<void(const std::string &value)> reaction);
+    // Runs after every change of any node: wakes pollers.
+    void on_any_change(std::function<void(Node &)> listener) { listener_ = std::move(listener); }
+
+    // From the program's side: 0 or a negative errno. Faults apply.
+    int read(Node &node, std::string &out) const;
+    int write(Node &node, std::string_view bytes);
+    // From the hardware's side: also read-only nodes and values a driver would refuse. False: no such node.
+    bool set(const std::string &path, const std::string &value);
+    std::optional<std::string> get(const std::string &path) const;
+    bool set_fault(const std::string &path, const Fault &fault);
+    // What a boot does to the registers of the drivers. Faults stay: a defect outlives a boot.
+    void reset();
+
+    Node *find(const std::string &path) const;
+    bool is_folder(const std::string &path) const;
+    std::vector<std::string> children(const std::string &folder) const;
+
+private:
+    void change(Node &node, const std::string &value);
+
+    mutable std::mutex mutex_; // values and faults; the table itself is fixed once the tree is served
+    std::map<std::string, std::unique_ptr<Node>> nodes_;
+    std::map<const Node *, std::function<void(const std::string &)>> reactions_;
+    std::function<void(Node &)> listener_;
+};
+
+} // namespace vh

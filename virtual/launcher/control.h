@@ -1,0 +1,44 @@
+// The control socket: one JSON request and one answer per line (common/state.h).
+#pragma once
+
+#include "common/fd.h"
+#include "kernel/tree.h"
+
+#include <list>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vh {
+
+enum class Order { stop, reboot, boot };
+
+// What the socket acts on.
+class ControlHost {
+public:
+    virtual ~ControlHost() = default;
+    virtual nlohmann::json status() = 0;
+    virtual void order(Order order) = 0;
+    virtual Tree &tree() = 0;
+    // Runs a command inside and waits. stdio: three descriptors. It is killed when the client hangs up. Throws.
+    virtual int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) = 0;
+};
+
+class ControlServer {
+public:
+    // Serves path from threads of its own until the process ends. Throws std::runtime_error.
+    ControlServer(ControlHost &host, const std::string &path);
+    ~ControlServer();
+    ControlServer(const ControlServer &) = delete;
+    ControlServer &operator=(const ControlServer &) = delete;
+
+private:
+    void accept_loop();
+
+    ControlHost &host_;
+    Fd listener_;
+    std::thread acceptor_;
+};
+
+} // namespace vh
