@@ -90,20 +90,22 @@ bool read_bmp_header(FILE *file, BmpHeader &out) {
     out.bytes_per_pixel = static_cast<int>(bits / 8);
     out.line_bytes = (out.width * out.bytes_per_pixel + 3) / 4 * 4;
     struct stat info {};
-    return good_size(out.width, out.height) && out.offset >= 14 + int64_t{info_bytes} && fstat(fileno(file), &info) == 0 &&
-           info.st_size >= out.offset + out.line_bytes * out.height;
+    return good_size(out.width, out.height) && out.offset >= 14 + int64_t{info_bytes} &&
+           fstat(fileno(file), &info) == 0 && info.st_size >= out.offset + out.line_bytes * out.height;
 }
 
 int read_bmp(FILE *file, BITMAP *bmp) {
     BmpHeader head{};
-    if (!read_bmp_header(file, head) || fseek(file, static_cast<long>(head.offset), SEEK_SET) != 0) return not_a_picture;
+    if (!read_bmp_header(file, head) || fseek(file, static_cast<long>(head.offset), SEEK_SET) != 0)
+        return not_a_picture;
     Pixels pixels = make_pixels(head.width, head.height);
     if (!pixels) return not_a_picture;
     std::vector<uint8_t> line(static_cast<size_t>(head.line_bytes));
     for (int64_t y = 0; y < head.height; ++y) {
         if (fread(line.data(), 1, line.size(), file) != line.size()) return not_a_picture;
         uint32_t *row = pixels.get() + (head.bottom_up ? head.height - 1 - y : y) * head.width;
-        for (int64_t x = 0; x < head.width; ++x) row[x] = little_endian(&line[static_cast<size_t>(x * head.bytes_per_pixel)], 3);
+        for (int64_t x = 0; x < head.width; ++x)
+            row[x] = little_endian(&line[static_cast<size_t>(x * head.bytes_per_pixel)], 3);
     }
     return hand_over(bmp, head.width, head.height, std::move(pixels));
 }
@@ -115,7 +117,8 @@ using Image = std::unique_ptr<pixman_image_t, ImageUnref>;
 
 // Maps the pixels of part, which lies within box, to the picture's.
 void set_scale(pixman_image_t *picture, const BITMAP &bmp, const RECT &box, const RECT &part) {
-    const double sx = static_cast<double>(bmp.bmWidth) / RECTW(box), sy = static_cast<double>(bmp.bmHeight) / RECTH(box);
+    const double sx = static_cast<double>(bmp.bmWidth) / RECTW(box),
+                 sy = static_cast<double>(bmp.bmHeight) / RECTH(box);
     pixman_transform_t transform;
     pixman_transform_init_identity(&transform);
     transform.matrix[0][0] = std::max(1, pixman_double_to_fixed(sx));
@@ -137,7 +140,8 @@ int LoadBitmapFromFile(HDC, BITMAP *bmp, const char *path) {
     std::array<uint8_t, 8> magic{};
     const size_t got = fread(magic.data(), 1, magic.size(), file.get());
     rewind(file.get());
-    if (got == magic.size() && png_sig_cmp(magic.data(), 0, magic.size()) == 0) return read_png(file.get(), bmp);
+    if (got == magic.size() && png_sig_cmp(magic.data(), 0, magic.size()) == 0)
+        return read_png(file.get(), bmp);
     if (got >= 2 && magic[0] == 'B' && magic[1] == 'M') return read_bmp(file.get(), bmp);
     return not_a_picture;
 }
@@ -155,13 +159,14 @@ int FillBoxWithBitmap(HDC hdc, int x, int y, int w, int h, const BITMAP *bmp) {
     canvas_forget_texts(*c, box);
     const RECT part = rect_common(box, c->clip.extents());
     if (!c->page || rect_empty(part)) return 0;
-    const Image picture(pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, bmp->bmWidth, bmp->bmHeight, bmp->pixels,
+    const Image picture(pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, bmp->bmWidth, bmp->bmHeight,
+                                                          bmp->pixels,
                                                           bmp->bmWidth * static_cast<int>(sizeof(uint32_t))));
     if (!picture) return -1;
     set_scale(picture.get(), *bmp, box, part);
     pixman_image_set_clip_region32(c->page, c->clip.get());
-    pixman_image_composite32(PIXMAN_OP_SRC, picture.get(), nullptr, c->page, 0, 0, 0, 0, part.left, part.top, RECTW(part),
-                             RECTH(part));
+    pixman_image_composite32(PIXMAN_OP_SRC, picture.get(), nullptr, c->page, 0, 0, 0, 0, part.left, part.top,
+                             RECTW(part), RECTH(part));
     canvas_report(*c, part);
     return 0;
 }

@@ -16,7 +16,8 @@ constexpr size_t most_texts = 1024;
 RECT client_on_page(const DcTarget &t) {
     const RECT page{0, 0, t.width, t.height};
     if (t.client_width <= 0 || t.client_height <= 0) return page;
-    return rect_common(page, {t.origin_x, t.origin_y, t.origin_x + t.client_width, t.origin_y + t.client_height});
+    return rect_common(page,
+                       {t.origin_x, t.origin_y, t.origin_x + t.client_width, t.origin_y + t.client_height});
 }
 
 struct Point {
@@ -60,8 +61,8 @@ RECT slanted_line(Canvas &c, Point a, Point b) {
         const int64_t start = u++;
         while (u < end && v_at(u) == v) ++u;
         const int u0 = static_cast<int>(start), u1 = static_cast<int>(u);
-        const RECT run = steep ? RECT{v - before, u0, v - before + span, u1}
-                               : RECT{u0, v - before, u1, v - before + span};
+        const RECT run =
+            steep ? RECT{v - before, u0, v - before + span, u1} : RECT{u0, v - before, u1, v - before + span};
         drawn = rect_around(drawn, canvas_fill(c, run, c.pen));
     }
     return drawn;
@@ -84,7 +85,8 @@ RECT canvas_fill(Canvas &c, const RECT &rect, gal_pixel color) {
     for (const pixman_box32_t &box : c.clip.boxes()) {
         const RECT part = rect_common(rect, {box.x1, box.y1, box.x2, box.y2});
         if (rect_empty(part)) continue;
-        pixman_fill(c.target.pixels, c.target.stride, 32, part.left, part.top, RECTW(part), RECTH(part), color);
+        pixman_fill(c.target.pixels, c.target.stride, 32, part.left, part.top, RECTW(part), RECTH(part),
+                    color);
         filled = rect_around(filled, part);
     }
     return filled;
@@ -99,9 +101,8 @@ void canvas_record_text(Canvas &c, std::string utf8, const RECT &rect) {
     const RECT kept = rect_common(rect, c.limit);
     if (!texts || rect_empty(rect_common(rect, c.client)) || rect_empty(kept)) return;
     const int color = color_index_of(c.text_color);
-    std::erase_if(*texts, [&](const PaintedText &old) {
-        return vcore::same(old.rect, kept) && old.utf8 == utf8;
-    });
+    std::erase_if(*texts,
+                  [&](const PaintedText &old) { return vcore::same(old.rect, kept) && old.utf8 == utf8; });
     if (texts->size() >= most_texts) texts->erase(texts->begin());
     texts->push_back({std::move(utf8), kept, color});
 }
@@ -127,8 +128,9 @@ HDC dc_open(const DcTarget &target) {
     if (target.clip) pixman_region32_intersect(c->full.get(), c->full.get(), target.clip);
     c->clip = c->full;
     if (target.pixels && target.width > 0 && target.height > 0)
-        c->page = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, target.width, target.height, target.pixels,
-                                                    target.stride * static_cast<int>(sizeof(uint32_t)));
+        c->page =
+            pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, target.width, target.height, target.pixels,
+                                              target.stride * static_cast<int>(sizeof(uint32_t)));
     c->brush = c->bk_color = SysPixelIndex[18];
     c->pen = c->text_color = SysPixelIndex[19];
     c->font = target.font;
@@ -237,8 +239,8 @@ void FillCircle(HDC hdc, int cx, int cy, int r) {
     for (int64_t y = first; y < end; ++y) {
         const auto square = static_cast<double>(radius * radius - (y - centre.y) * (y - centre.y));
         const auto half = static_cast<int64_t>(std::sqrt(square));
-        const RECT row{static_cast<int>(centre.x - half), static_cast<int>(y), static_cast<int>(centre.x + half + 1),
-                       static_cast<int>(y + 1)};
+        const RECT row{static_cast<int>(centre.x - half), static_cast<int>(y),
+                       static_cast<int>(centre.x + half + 1), static_cast<int>(y + 1)};
         drawn = rect_around(drawn, canvas_fill(*c, row, c->brush));
     }
     canvas_report(*c, drawn);

@@ -162,7 +162,8 @@ private:
     std::unordered_map<char32_t, Glyph> others_;
 };
 
-Strike::Strike(std::shared_ptr<FontFace> face, int size, bool bold) : face_(std::move(face)), size_(size), bold_(bold) {
+Strike::Strike(std::shared_ptr<FontFace> face, int size, bool bold)
+    : face_(std::move(face)), size_(size), bold_(bold) {
     ascent_ = size - size / 5;
     descent_ = std::max(1, size / 4);
     measure_lines();
@@ -263,7 +264,8 @@ int strike_advance(Strike &strike, char32_t c) { return strike.advance(c); }
 void strike_draw(Strike &strike, pixman_image_t *page, pixman_image_t *ink, const GlyphRun &run) {
     std::array<pixman_glyph_t, 256> batch;
     // Batches of large glyphs are short, so that the cache cannot outgrow its limit by much.
-    const size_t most = std::clamp<size_t>((4u << 20) / static_cast<size_t>(strike.size() * strike.size()), 1, batch.size());
+    const size_t most =
+        std::clamp<size_t>((4u << 20) / static_cast<size_t>(strike.size() * strike.size()), 1, batch.size());
     const int slack = 2 * strike.size();
     size_t count = 0;
     const auto flush = [&] {
@@ -322,8 +324,9 @@ std::shared_ptr<FontFace> open_family(const std::string &family) {
 std::shared_ptr<FontFace> family_or_default(const char *family) {
     const std::string_view name = family ? family : "";
     // Anything else could name a file outside the folder.
-    const bool plain = !name.empty() && name.size() <= 64 &&
-                       std::all_of(name.begin(), name.end(), [](unsigned char c) { return c < 128 && std::isalnum(c); });
+    const bool plain =
+        !name.empty() && name.size() <= 64 &&
+        std::all_of(name.begin(), name.end(), [](unsigned char c) { return c < 128 && std::isalnum(c); });
     if (plain)
         if (auto face = open_family(std::string(name))) return face;
     return open_family(default_family);
@@ -342,7 +345,8 @@ std::shared_ptr<Strike> font_strike(PLOGFONT font) {
     Registry &r = registry();
     if (font && r.fonts.contains(font)) return font->strike;
     const int size = std::max(16, g_ptScreenInfo.width / 20);
-    if (!r.fallback || r.fallback->size() != size) r.fallback = open_strike(open_family(default_family), size, false);
+    if (!r.fallback || r.fallback->size() != size)
+        r.fallback = open_strike(open_family(default_family), size, false);
     return r.fallback;
 }
 
@@ -364,8 +368,8 @@ void fonts_terminate() {
     glyph_cache().empty();
 }
 
-PLOGFONT CreateLogFont(const char *, const char *family, const char *, char weight, char, char, char, char, char, int size,
-                       int) {
+PLOGFONT CreateLogFont(const char *, const char *family, const char *, char weight, char, char, char, char,
+                       char, int size, int) {
     auto face = family_or_default(family);
     if (!face) return nullptr;
     auto *font = new LOGFONT{open_strike(face, std::clamp(size, 1, largest_size), weight == 'b')};

@@ -28,8 +28,8 @@ constexpr int highest_row = 1 << 16, highest_content = 1 << 28;
 struct Touch {
     bool down = false;
     bool dragging = false;
-    int x = 0, y = 0;   // where the finger came down
-    int scroll = 0;     // the scroll of that moment
+    int x = 0, y = 0; // where the finger came down
+    int scroll = 0;   // the scroll of that moment
 };
 
 struct ScrollView {
@@ -57,7 +57,8 @@ RECT client_of(HWND hwnd) {
 }
 
 int index_of(const ScrollView &view, HSVITEM item) {
-    const auto found = std::find_if(view.items.begin(), view.items.end(), [&](const auto &own) { return own.get() == item; });
+    const auto found = std::find_if(view.items.begin(), view.items.end(),
+                                    [&](const auto &own) { return own.get() == item; });
     return found == view.items.end() ? -1 : static_cast<int>(found - view.items.begin());
 }
 
@@ -131,14 +132,17 @@ void draw_row(HWND hwnd, HDC hdc, const SvItem &item, bool current, const RECT &
     RECT need = box;
     const auto length = static_cast<int>(item.text.size());
     const int height = DrawText(hdc, item.text.c_str(), length, &need, DT_WORDBREAK | DT_CALCRECT);
-    const UINT place = height <= GetLogFontHeight(GetWindowFont(hwnd)) ? DT_VCENTER | DT_SINGLELINE : DT_WORDBREAK;
+    const UINT place =
+        height <= GetLogFontHeight(GetWindowFont(hwnd)) ? DT_VCENTER | DT_SINGLELINE : DT_WORDBREAK;
     DrawText(hdc, item.text.c_str(), length, &box, DT_LEFT | place);
 }
 
 void draw_indicator(HDC hdc, const ScrollView &view, const RECT &client) {
     if (view.content <= client.bottom || client.bottom <= 0) return;
     const int width = std::max(3, client.right / 120);
-    const auto share = [&](int part) { return static_cast<int>(int64_t{client.bottom} * part / view.content); };
+    const auto share = [&](int part) {
+        return static_cast<int>(int64_t{client.bottom} * part / view.content);
+    };
     const int height = std::min(client.bottom, std::max(4 * width, share(client.bottom)));
     const int way = view.content - client.bottom;
     const auto top = static_cast<int>(int64_t{client.bottom - height} * view.scroll / way);
@@ -154,8 +158,10 @@ void paint_row(HWND hwnd, HDC hdc, ScrollView &view, int n, const RECT &row) {
     SetBkMode(hdc, BM_TRANSPARENT);
     SelectFont(hdc, GetWindowFont(hwnd));
     RECT own = row; // the painter may use it up
-    if (view.draw) view.draw(hwnd, item, hdc, &own);
-    else draw_row(hwnd, hdc, *item, n == view.current, row);
+    if (view.draw)
+        view.draw(hwnd, item, hdc, &own);
+    else
+        draw_row(hwnd, hdc, *item, n == view.current, row);
     dc_limit(hdc, nullptr);
 }
 
@@ -274,7 +280,8 @@ HSVITEM scrollview_add_item(HWND sv, int height, uintptr_t add_data, const char 
     height = std::clamp(height, 1, highest_row);
     if (view->content > highest_content - height) return nullptr;
     try {
-        view->items.push_back(std::make_unique<SvItem>(SvItem{view->content, height, add_data, text ? text : ""}));
+        view->items.push_back(
+            std::make_unique<SvItem>(SvItem{view->content, height, add_data, text ? text : ""}));
     } catch (const std::bad_alloc &) {
         return nullptr;
     }
@@ -349,7 +356,8 @@ void scrollview_set_item_text(HWND sv, HSVITEM item, const char *text) {
 
 bool scrollview_is_item_hilight(HWND sv, HSVITEM item) {
     const View view = view_of(sv);
-    return view && item && view->has(view->current) && view->items[static_cast<size_t>(view->current)].get() == item;
+    return view && item && view->has(view->current) &&
+           view->items[static_cast<size_t>(view->current)].get() == item;
 }
 
 void scrollview_refresh_item(HWND sv, HSVITEM item) {

@@ -25,7 +25,8 @@ void paint(HWND hwnd) {
     SelectFont(hdc, font);
     SetTextColor(hdc, GetWindowTextColor(hwnd));
     SetBkMode(hdc, BM_TRANSPARENT);
-    DrawText(hdc, text.c_str(), static_cast<int>(text.size()), &box, text_format(GetWindowStyle(hwnd), font, box));
+    DrawText(hdc, text.c_str(), static_cast<int>(text.size()), &box,
+             text_format(GetWindowStyle(hwnd), font, box));
     EndPaint(hwnd, hdc);
 }
 

@@ -33,7 +33,8 @@ public:
             std::array<char32_t, 128> block;
             auto *to = reinterpret_cast<char *>(block.data());
             size_t room = sizeof block;
-            room_was_short = iconv(handle_, &in, &in_left, &to, &room) == static_cast<size_t>(-1) && room < sizeof(char32_t);
+            room_was_short = iconv(handle_, &in, &in_left, &to, &room) == static_cast<size_t>(-1) &&
+                             room < sizeof(char32_t);
             out.append(block.data(), (sizeof block - room) / sizeof(char32_t));
         }
         return bytes.size() - in_left;
@@ -65,9 +66,12 @@ void append_decoded(std::string_view bytes, std::u32string &out) {
 void settle_controls(std::u32string &text, bool single_line) {
     std::erase(text, U'\r');
     for (char32_t &c : text) {
-        if (c == U'\t') c = U'\u3000';
-        else if (c == U'\n' && single_line) c = U' ';
-        else if ((c < 0x20 && c != U'\n') || c == 0x7F) c = replacement_character;
+        if (c == U'\t')
+            c = U'\u3000';
+        else if (c == U'\n' && single_line)
+            c = U' ';
+        else if ((c < 0x20 && c != U'\n') || c == 0x7F)
+            c = replacement_character;
     }
 }
 
@@ -242,7 +246,8 @@ int DrawText(HDC hdc, const char *text, int len, RECT *rect, UINT format) {
     Canvas *c = canvas_of(hdc);
     if (!c || !rect) return 0;
     const auto strike = font_strike(c->font);
-    const Layout &layout = layout_text(*strike, bytes_of(text, len), format, int64_t{rect->right} - rect->left);
+    const Layout &layout =
+        layout_text(*strike, bytes_of(text, len), format, int64_t{rect->right} - rect->left);
     const auto used = static_cast<int64_t>(layout.lines.size()) * strike_height(*strike);
     const auto height = static_cast<int>(std::min<int64_t>(used, 1 << 28));
     if (format & DT_CALCRECT) {
