@@ -101,6 +101,7 @@ int input_open() {
 }
 
 void input_close() { g_devices.clear(); }
+size_t input_device_count() { return g_devices.size(); }
 
 void input_add_descriptors(std::vector<pollfd> &fds) {
     for (const auto &device : g_devices) fds.push_back({device->fd, POLLIN, 0});

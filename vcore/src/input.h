@@ -14,6 +14,7 @@ namespace vcore {
 
 int input_open(); // 0, or -1 when there is none
 void input_close();
+size_t input_device_count();
 void input_add_descriptors(std::vector<pollfd> &fds);
 void input_read(std::span<const pollfd> fds); // those added, after the wait; what they sent goes to the queue
 
@@ -42,7 +43,6 @@ private:
     void position(int code, int value);
     void end_of_frame();
     void touch(InputEvent::Kind kind);
-    bool plausible(const input_event &event) const;
     void log_garbage();
 
     std::string name_;

@@ -25,15 +25,47 @@ void InputParser::log_garbage() {
     garbage_logged_ = true;
 }
 
-// The kernel sends whole records. A FIFO has whatever its writers left in it.
-bool InputParser::plausible(const input_event &event) const {
-    if (kernel_device_) return true;
+namespace {
+input_event event_at(std::span<const std::byte> bytes, size_t at) {
+    input_event event;
+    memcpy(&event, bytes.data() + at, sizeof event);
+    return event;
+}
+
+bool plausible(const input_event &event) {
     const auto seconds = static_cast<int64_t>(event.input_event_sec);
     const auto micros = static_cast<int64_t>(event.input_event_usec);
     if (seconds < 0 || seconds > UINT32_MAX || micros < 0 || micros >= MICROSECONDS) return false;
-    if (event.type > EV_MAX || event.code > KEY_MAX) return false;
-    return event.type != EV_KEY || (event.value >= 0 && event.value <= 2);
+    switch (event.type) {
+    case EV_SYN: return event.code <= SYN_DROPPED;
+    case EV_KEY: return event.code <= KEY_MAX && event.value >= 0 && event.value <= 2;
+    case EV_REL: return event.code <= REL_MAX;
+    case EV_ABS: return event.code <= ABS_MAX;
+    case EV_MSC: return event.code <= MSC_MAX;
+    case EV_SW: return event.code <= SW_MAX;
+    default: return false;
+    }
 }
+
+// Where records go on behind a broken one: the offset behind which the most keys and positions line up. Without any,
+// everything but the last bytes, which may be a record's beginning.
+size_t bytes_to_skip(std::span<const std::byte> bytes) {
+    constexpr size_t SIZE = sizeof(input_event);
+    size_t best = std::max(SIZE, bytes.size() - SIZE + 1), best_count = 0;
+    for (size_t offset = SIZE; offset > 0; --offset) {
+        size_t count = 0;
+        for (size_t at = offset; at + SIZE <= bytes.size(); at += SIZE) {
+            const input_event event = event_at(bytes, at);
+            count += plausible(event) && (event.type == EV_KEY || event.type == EV_ABS);
+        }
+        if (count > best_count) {
+            best = offset;
+            best_count = count;
+        }
+    }
+    return std::min(best, bytes.size());
+}
+} // namespace
 
 void InputParser::feed(std::span<const std::byte> bytes, int64_t now_ns) {
     if (!rest_.empty() && now_ns - rest_since_ > HALF_RECORD_NS) {
@@ -41,19 +73,19 @@ void InputParser::feed(std::span<const std::byte> bytes, int64_t now_ns) {
         rest_.clear();
     }
     rest_.insert(rest_.end(), bytes.begin(), bytes.end());
-    size_t at = 0;
-    while (rest_.size() - at >= sizeof(input_event)) {
-        input_event event;
-        memcpy(&event, rest_.data() + at, sizeof event);
-        if (plausible(event)) {
-            at += sizeof event;
+    std::span<const std::byte> left(rest_);
+    while (left.size() >= sizeof(input_event)) {
+        const input_event event = event_at(left, 0);
+        // The kernel sends whole records. A FIFO has whatever its writers left in it.
+        if (kernel_device_ || plausible(event)) {
+            left = left.subspan(sizeof event);
             record(event);
         } else {
             log_garbage();
-            ++at;
+            left = left.subspan(bytes_to_skip(left));
         }
     }
-    rest_.erase(rest_.begin(), rest_.begin() + static_cast<ptrdiff_t>(at));
+    rest_.erase(rest_.begin(), rest_.end() - static_cast<ptrdiff_t>(left.size()));
     rest_since_ = now_ns;
 }
 

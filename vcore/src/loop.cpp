@@ -58,18 +58,19 @@ bool take_paint(MSG &out) {
     return window != nullptr;
 }
 
-// Nothing is left of this burst: show it, tell it, and wait for the next one.
-void finish_burst(bool block) {
+// Everything that came is handled and painted: show it, and tell who asked.
+void finish_round() {
     paint_end_round();
     panel_flush();
     static int rounds_put_off = 0;
-    const bool paint = paint_wanted();
-    rounds_put_off = paint ? rounds_put_off + 1 : 0;
-    if (!paint || rounds_put_off % PATIENT_ROUNDS == 0) description_answer();
-    if (!block) return;
+    rounds_put_off = paint_wanted() ? rounds_put_off + 1 : 0;
+    if (rounds_put_off % PATIENT_ROUNDS == 0) description_answer();
+}
+
+void wait_for_more() {
     const int64_t next = timer_next();
-    int64_t timeout = paint ? 0 : -1;
-    if (!paint && next >= 0) timeout = std::max<int64_t>(next - tp_clock_mono_ns(), 0);
+    int64_t timeout = next < 0 ? -1 : std::max<int64_t>(next - tp_clock_mono_ns(), 0);
+    if (paint_wanted()) timeout = 0;
     if (!queue_before_wait()) return;
     wait_for_descriptors(timeout);
     queue_after_wait();
@@ -90,9 +91,12 @@ Next next_message(MSG &out, HWND loop_window, bool block, int64_t timers_until, 
             looked = true;
             if (wait_for_descriptors(0)) continue;
         }
-        if (take_paint(out) || timer_take_due(now, out)) return Next::message;
-        finish_burst(block);
+        if (take_paint(out)) return Next::message;
+        // Before the timers: one that is always due must not keep the screen from being shown.
+        finish_round();
+        if (timer_take_due(now, out)) return Next::message;
         if (!block) return Next::idle;
+        wait_for_more();
         looked = false;
     }
 }
