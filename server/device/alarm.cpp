@@ -158,6 +158,12 @@ std::shared_ptr<AlarmDriver> open_driver() {
     return driver;
 }
 
+int set_failed(const timespec &when, int error) {
+    LOG_RAW(ANDROID_LOG_ERROR, TAG, "Unable to set alarm to %lld.%09lld: %s\n", static_cast<long long>(when.tv_sec),
+            static_cast<long long>(when.tv_nsec), strerror(error));
+    return -1;
+}
+
 bool valid(AlarmType type) { return static_cast<size_t>(type) < CLOCKS.size(); }
 
 // Takes what is ready: the mask of fired alarms, 0 when it was only a change of the wall clock, -1 when released.
@@ -222,6 +228,9 @@ int Alarm_set(AlarmType type, const timespec *when) {
         log_null(__func__, __LINE__);
         return -1;
     }
+    if (when->tv_sec < 0 || when->tv_sec > FAR_FUTURE || when->tv_nsec < 0 || when->tv_nsec >= NS) {
+        return set_failed(*when, EINVAL);
+    }
     const auto row = static_cast<size_t>(type);
     itimerspec spec{};
     if (const int64_t wanted = to_ns(*when); wanted != 0) {
@@ -230,9 +239,7 @@ int Alarm_set(AlarmType type, const timespec *when) {
         spec.it_value = from_ns(at > 0 ? at : 1); // a moment long past fires at once; zero would disarm
     }
     if (timerfd_settime(driver->timers[row].get(), TFD_TIMER_ABSTIME, &spec, nullptr) == 0) return 0;
-    LOG_RAW(ANDROID_LOG_ERROR, TAG, "Unable to set alarm to %lld.%09lld: %s\n", static_cast<long long>(when->tv_sec),
-            static_cast<long long>(when->tv_nsec), strerror(errno));
-    return -1;
+    return set_failed(*when, errno);
 }
 
 int Alarm_waitForAlarm() {

@@ -74,6 +74,7 @@ FILE *open_locked(const char *directory, const char *filename) {
         LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s:L%d:path laster byte is /.", "init_tki_log", __LINE__);
     }
     snprintf(path, sizeof path, "%s%s%.*s", directory, needs_slash ? "/" : "", FILE_NAME_MAX, filename);
+    errno = 0; // the line below tells it in either case
     FILE *file = fopen(path, "a+e");
     LOG_RAW(file ? ANDROID_LOG_DEBUG : ANDROID_LOG_ERROR, TAG,
             file ? "%s:L%d,open file %s oK,errno(%d):errstr(%s)" : "%s:L%d,open file %s failed,errno(%d):errstr(%s)",

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "config/main_config.h"
+#include "device/diag_log.h"
+#include "support/files.h"
+
+namespace {
+std::string logged(const std::function<void(FILE *)> &write) {
+    std::filesystem::remove_all("/data/log");
+    FILE *file = nullptr;
+    EXPECT_EQ(init_tki_log(&file, "/data/log", "x.log"), 0);
+    write(file);
+    const std::string text = files::get("/data/log/x.log"); // before it is closed: every line is out at once
+    EXPECT_EQ(uninit_tkilog(file), 0);
+    return text;
+}
+} // namespace
+
+TEST(DiagLog, LineForms) {
+    EXPECT_EQ(logged([](FILE *f) { writetkilog_NoTime(f, "TAG", "%s %d", "text", 7); }), "[TAG]\ntext 7\n");
+    const std::string line = logged([](FILE *f) { writetkilog(f, "TAG", "text"); });
+    EXPECT_TRUE(std::regex_match(line, std::regex(R"(\d\d/\d\d-\d\d:\d\d:\d\d \[TAG\] text\n)"))) << line;
+    EXPECT_EQ(writetkilog(nullptr, "TAG", "text"), -1);
+    EXPECT_EQ(writetkilog_NoTime(nullptr, "TAG", "text"), -1);
+    EXPECT_EQ(uninit_tkilog(nullptr), 0);
+}
+
+TEST(DiagLog, CutsLongMessages) {
+    const std::string tag(300, 't'), text(2000, 'x');
+    EXPECT_EQ(logged([&](FILE *f) { writetkilog_NoTime(f, tag.c_str(), "%s", text.c_str()); }),
+              "[" + tag + "]\n" + text.substr(0, 1023) + "\n");
+}
+
+TEST(DiagLog, OpensAndAppends) {
+    std::filesystem::remove_all("/data/a");
+    snprintf(g_chLogPath, sizeof g_chLogPath, "/data/a/b/c"); // a chain of missing folders, no "/" at the end
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(tki_initlog(), 0);
+        writetkilog_NoTime(g_tki_log, "T", "%d", i);
+        uninit_tkilog(g_tki_log);
+    }
+    EXPECT_EQ(files::get("/data/a/b/c/tki.log"), "[T]\n0\n[T]\n1\n");
+    FILE *file = nullptr;
+    ASSERT_EQ(init_tki_log(&file, "/data/a/", std::string(150, 'n').c_str()), 0);
+    uninit_tkilog(file);
+    EXPECT_TRUE(std::filesystem::exists("/data/a/" + std::string(100, 'n'))) << "the name is cut";
+    files::put("/data/file", "");
+    file = stderr;
+    EXPECT_EQ(init_tki_log(&file, "/data/file/sub", "x"), -1);
+    EXPECT_EQ(file, nullptr);
+}
+
+TEST(DiagLog, MakesFolders) {
+    EXPECT_EQ(mkdir_main("/data/m//n/o/"), 0);
+    EXPECT_TRUE(std::filesystem::is_directory("/data/m/n/o"));
+    EXPECT_EQ(mkdir_main("/data/m/n/o"), 0);
+    files::put("/data/plain", "");
+    EXPECT_EQ(mkdir_main("/data/plain/x"), -1);
+    EXPECT_EQ(mkdir_main(("/data/" + std::string(260, 'x')).c_str()), 1);
+}
+
+TEST(DiagLog, ThreadsDoNotMix) {
+    const std::string text = logged([](FILE *f) {
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 3; ++t) {
+            threads.emplace_back([f] { for (int i = 0; i < 20; ++i) writetkilog_NoTime(f, "T", "%s", std::string(200, 'x').c_str()); });
+        }
+        for (auto &thread : threads) thread.join();
+    });
+    std::string expected;
+    for (int i = 0; i < 60; ++i) expected += "[T]\n" + std::string(200, 'x') + "\n";
+    EXPECT_EQ(text, expected);
+}
+
+TEST(DiagLog, UtcTimeTexts) {
+    char out[32] = {};
+    EXPECT_EQ(Conver_time2ASC(86400L * 8, 5, out, sizeof out), 0);
+    EXPECT_STREQ(out, "Fri Jan  9 00:00:00 1970\n");
+    EXPECT_EQ(Conver_time2ASC(0, 0, out, 4), 0);
+    EXPECT_STREQ(out, "Thu");
+    EXPECT_EQ(Conver_time2ASC(0, 0, out, 0), -1);
+}
