@@ -1,0 +1,228 @@
+#include "scenario/handset.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <spawn.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+namespace fs = std::filesystem;
+constexpr auto LOOK_EVERY = std::chrono::milliseconds(20);
+
+std::string environment(const char *name, const std::string &otherwise) {
+    const char *value = getenv(name);
+    return value && *value ? value : otherwise;
+}
+std::string source_folder() { return environment("VXO_SOURCE", fs::current_path().string()); }
+std::string tool_path() { return environment("VXO_BUILD", source_folder() + "/build/release") + "/bin/handset"; }
+
+// One folder for all handsets of this test program, removed when it ends.
+struct Home {
+    std::string path;
+    Home() {
+        std::string pattern = environment("VXO_HANDSET_HOME", environment("TMPDIR", "/tmp")) + "/vxo-test.XXXXXX";
+        if (!mkdtemp(pattern.data())) throw std::runtime_error("cannot make a folder at " + pattern);
+        path = pattern;
+        setenv("VXO_HANDSET_HOME", path.c_str(), 1);
+    }
+    ~Home() {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
+};
+
+std::string next_name() {
+    static const Home home;
+    static std::atomic<int> count{0};
+    return "h" + std::to_string(++count);
+}
+
+vh::Client::Outcome run_tool(std::vector<std::string> args) {
+    args.insert(args.begin(), tool_path());
+    std::vector<char *> argv;
+    for (std::string &arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    // A file, not a pipe: a handset in the background would keep a pipe open.
+    const std::string log = environment("VXO_HANDSET_HOME", "/tmp") + "/tool-" + std::to_string(gettid()) + ".log";
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
+    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error) throw std::runtime_error("cannot run " + args[0] + "; build it first (ninja handset)");
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
+    std::ifstream file(log);
+    std::stringstream text;
+    text << file.rdbuf();
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), text.str()};
+}
+
+// The main configuration with some lines changed.
+std::string changed_config(const std::vector<Setting> &settings) {
+    std::ifstream file(source_folder() + "/virtual/rootfs/tki_config.ini");
+    std::string line, section, out;
+    std::vector<Setting> left = settings;
+    while (std::getline(file, line)) {
+        if (line.starts_with('[')) section = line.substr(1, line.find(']') - 1);
+        bool drop = false;
+        for (const Setting &s : settings) drop = drop || (s.section == section && line.starts_with(s.key + "="));
+        if (!drop) out += line + "\n";
+        if (!line.starts_with('[')) continue;
+        std::erase_if(left, [&](const Setting &s) {
+            if (s.section != section) return false;
+            if (!s.value.empty()) out += s.key + "=" + s.value + "\n";
+            return true;
+        });
+    }
+    for (const Setting &s : left) out += "[" + s.section + "]\n" + s.key + "=" + s.value + "\n";
+    return out;
+}
+
+int code_of(const std::string &key) {
+    const int code = vh::key_code(key);
+    if (code < 0) throw std::runtime_error("no key " + key);
+    return code;
+}
+} // namespace
+
+std::ostream &operator<<(std::ostream &out, Verdict verdict) { return out << vh::verdict_name(static_cast<int>(verdict)); }
+
+Handset::Handset(HandsetOptions options) : client_(next_name()) {
+    const vh::StatePaths &paths = client_.paths();
+    if (options.before_boot) {
+        for (const std::string &folder : {paths.data(), paths.cache(), paths.root + "/part"}) fs::create_directories(folder);
+        options.before_boot(paths);
+    }
+    if (options.config.empty() && !options.settings.empty()) {
+        options.config = paths.root + ".ini"; // beside the state folder: it goes with the home
+        std::ofstream(options.config) << changed_config(options.settings);
+    }
+    try {
+        boot(options);
+    } catch (...) {
+        run_tool({"wipe", "-n", client_.name()});
+        throw;
+    }
+}
+
+Handset::~Handset() {
+    run_tool({"wipe", "-n", client_.name()});
+    std::error_code ignored;
+    fs::remove(client_.paths().root + ".ini", ignored);
+}
+
+void Handset::boot(const HandsetOptions &options) {
+    std::ostringstream speed;
+    speed << options.speed;
+    std::vector<std::string> args{"boot", "-n", client_.name(), "--headless", "--size", options.size, "--speed", speed.str()};
+    const auto add = [&](const char *name, const std::string &value) {
+        if (!value.empty()) args.insert(args.end(), {name, value});
+    };
+    add("--bootmode", options.bootmode);
+    add("--config", options.config);
+    add("--language", options.language);
+    if (!options.wait_for_menu) args.push_back("--no-wait");
+    const vh::Client::Outcome booted = run_tool(args);
+    if (booted.status != 0) throw std::runtime_error("the handset did not boot: " + booted.output + log_tail());
+}
+
+vh::Client::Outcome Handset::tool(const std::vector<std::string> &args) const {
+    std::vector<std::string> all = args;
+    all.insert(all.begin() + 1, {"-n", client_.name()});
+    return run_tool(all);
+}
+
+void Handset::press(const std::string &key, int hold_ms) { client_.press(code_of(key), hold_ms); }
+void Handset::key_down(const std::string &key) { client_.key(code_of(key), true); }
+void Handset::key_up(const std::string &key) { client_.key(code_of(key), false); }
+void Handset::tap(int x, int y) { client_.tap(x, y); }
+
+void Handset::tap_text(const std::string &utf8) {
+    const vh::ScreenView view = wait_for_text(utf8);
+    const vh::ScreenText text = *view.find(utf8);
+    client_.tap(text.x(), text.y());
+}
+
+vh::ScreenView Handset::wait_for(const std::string &what, const std::function<bool(const vh::ScreenView &)> &holds,
+                                 int timeout_ms) const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    std::string seen = "no screen";
+    for (;;) {
+        try {
+            vh::ScreenView view = screen();
+            if (holds(view)) return view;
+            seen = view.summary();
+        } catch (const vh::ClientError &error) { // between two starts of the program
+            seen = error.what();
+        }
+        if (std::chrono::steady_clock::now() > end)
+            throw std::runtime_error("waited " + std::to_string(timeout_ms) + " ms for " + what + "; the screen showed " + seen +
+                                     log_tail());
+        std::this_thread::sleep_for(LOOK_EVERY);
+    }
+}
+
+vh::ScreenView Handset::wait_for_text(const std::string &utf8, int timeout_ms) const {
+    return wait_for("the text \"" + utf8 + "\"", [&](const vh::ScreenView &view) { return view.front_shows(utf8); }, timeout_ms);
+}
+
+void Handset::wait_until(const std::string &what, const std::function<bool()> &holds, int timeout_ms) const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > end)
+            throw std::runtime_error("waited " + std::to_string(timeout_ms) + " ms for " + what + log_tail());
+        std::this_thread::sleep_for(LOOK_EVERY);
+    }
+}
+
+vh::PcLink::Reply Handset::at(const std::string &command) { return vh::PcLink(client_).at(command); }
+
+bool Handset::log_contains(const std::string &tag, const std::string &text) const {
+    std::ifstream file(client_.paths().log());
+    std::string line;
+    while (std::getline(file, line))
+        if (vh::log_line_matches(line, "", tag) && line.find(text) != std::string::npos) return true;
+    return false;
+}
+
+std::string Handset::log_tail() const {
+    std::ifstream file(client_.paths().log());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    std::string tail = "\nlast log lines:";
+    for (size_t i = lines.size() > 8 ? lines.size() - 8 : 0; i < lines.size(); ++i) tail += "\n  " + lines[i];
+    return lines.empty() ? "" : tail;
+}
+
+void Handset::kill_program() {
+    const int before = status().value("program_pid", 0);
+    client_.exec({"killall", "-9", "mmi"});
+    wait_until("a new start of the program", [&] {
+        const int now = status().value("program_pid", 0);
+        return now > 0 && now != before;
+    });
+    wait_for("a screen", [](const vh::ScreenView &view) { return !view.all().empty(); });
+}
+
+void Handset::reboot() {
+    const int before = status().value("boots", 0);
+    client_.request({{"op", "reboot"}});
+    wait_until("another boot", [&] {
+        const nlohmann::json now = status();
+        return now.value("boots", 0) > before && now.value("state", "") == "running";
+    });
+    wait_for("a screen", [](const vh::ScreenView &view) { return !view.all().empty(); });
+}

@@ -1,0 +1,141 @@
+// The test PC's side: single commands, scripts, and a TCP port for programs that speak the protocol themselves.
+#include "cli/cli.h"
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <iostream>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace cli {
+
+namespace {
+// Passes what has come on one side to the other; false when that side is done.
+bool pass_on(int from, int to) {
+    char buffer[16384];
+    const ssize_t n = recv(from, buffer, sizeof buffer, 0);
+    if (n <= 0) return false;
+    for (ssize_t done = 0; done < n;) {
+        const ssize_t w = send(to, buffer + done, static_cast<size_t>(n - done), MSG_NOSIGNAL);
+        if (w <= 0) return false;
+        done += w;
+    }
+    return true;
+}
+
+void proxy(vh::Fd tcp, const std::string &pc_socket) {
+    vh::Fd handset(vh::connect_unix(pc_socket));
+    if (!handset) {
+        std::cerr << "the handset takes no PC commands now; a connection was closed\n";
+        return;
+    }
+    pollfd sides[2] = {{tcp.get(), POLLIN, 0}, {handset.get(), POLLIN, 0}};
+    while (poll(sides, 2, -1) > 0) {
+        if (sides[0].revents && !pass_on(tcp.get(), handset.get())) {
+            // The PC may close its sending side and still wait for answers.
+            shutdown(handset.get(), SHUT_WR);
+            sides[0].fd = -1;
+        }
+        if (sides[1].revents && !pass_on(handset.get(), tcp.get())) return;
+    }
+}
+
+int forward(const vh::Client &handset, const std::string &spec) {
+    const std::string digits = spec.starts_with("tcp:") ? spec.substr(4) : "";
+    if (digits.empty() || digits.size() > 5 || digits.find_first_not_of("0123456789") != std::string::npos ||
+        std::stoi(digits) > 65535)
+        throw vh::ClientError("'" + spec + "' is not of the form tcp:PORT, e.g. tcp:3535 (tcp:0 picks a free port)");
+    handset.request({{"op", "status"}});
+    vh::Fd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(std::stoi(digits)));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    if (bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener.get(), 16) != 0 ||
+        getsockname(listener.get(), reinterpret_cast<sockaddr *>(&address), &size) != 0)
+        throw vh::ClientError("cannot listen on 127.0.0.1:" + digits + ": " + strerror(errno) + "; try tcp:0");
+    std::cout << "127.0.0.1:" << ntohs(address.sin_port) << " leads to handset '" << handset.name() << "'; Ctrl-C ends it"
+              << std::endl;
+    for (;;) {
+        vh::Fd client(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!client) continue;
+        std::thread(proxy, std::move(client), handset.paths().pc_socket()).detach(); // ends with the process
+    }
+}
+
+std::string trimmed(std::string text) {
+    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && blank(text.back())) text.pop_back();
+    size_t begin = 0;
+    while (begin < text.size() && blank(text[begin])) ++begin;
+    return text.substr(begin);
+}
+
+// The text behind a word at the line's beginning; false when the line begins otherwise.
+bool after_word(const std::string &line, const std::string &word, std::string &rest) {
+    if (!line.starts_with(word) || (line.size() > word.size() && line[word.size()] != ' ')) return false;
+    rest = line.size() > word.size() ? trimmed(line.substr(word.size())) : "";
+    return true;
+}
+
+void print_reply(std::ostream &out, const vh::PcLink::Reply &reply) {
+    out << "STATUS " << reply.status << "\n";
+    if (!reply.text.empty()) out << reply.text << "\n";
+    out.flush();
+}
+} // namespace
+
+int run_pc_script(vh::PcLink &link, std::istream &script, std::ostream &out) {
+    vh::PcLink::Reply last;
+    std::string raw, wanted, last_command;
+    for (int number = 1; std::getline(script, raw); ++number) {
+        const std::string line = trimmed(raw);
+        if (line.empty() || line[0] == '#') continue;
+        const auto failed = [&](const std::string &got) {
+            out << "FAIL line " << number << ": " << line << "\n     after: " << last_command << "\n     got: " << got << "\n";
+            return 1;
+        };
+        if (after_word(line, "STATUS", wanted)) {
+            if (wanted != std::to_string(last.status)) return failed("STATUS " + std::to_string(last.status) + " " + last.text);
+        } else if (after_word(line, "REPLY", wanted)) {
+            if (wanted != trimmed(last.text)) return failed("REPLY " + last.text);
+        } else {
+            last_command = after_word(line, "SEND", wanted) ? wanted : line;
+            out << "> " << last_command << "\n";
+            last = link.at(last_command);
+            print_reply(out, last);
+        }
+    }
+    return 0;
+}
+
+void add_pc(CLI::App &app, int *status) {
+    auto text = std::make_shared<std::string>();
+    CLI::App *at = command(app, "at", "send a PC command and print its status and reply", status,
+                           [text](const vh::Client &handset) {
+                               handset.request({{"op", "status"}});
+                               vh::PcLink link(handset);
+                               if (*text == "-") return run_pc_script(link, std::cin, std::cout);
+                               const vh::PcLink::Reply reply = link.at(*text);
+                               print_reply(std::cout, reply);
+                               return reply.status;
+                           });
+    at->add_option("text", *text, "the command, or - for a script on standard input")->required();
+    at->footer("The exit status is the command's: 0 done, 2 failed or unknown, 3 no handler (1: no handset).\n"
+               "A script has one command per line; 'STATUS 2' and 'REPLY text' assert what the command before answered,\n"
+               "'#' begins a comment. The first assertion that fails ends the script with exit status 1.\n"
+               "Examples:\n  ./handset at \"vibratorMoudle testItem open\"\n  ./handset at - < tests/pc/default/lcd.at");
+    auto spec = std::make_shared<std::string>();
+    CLI::App *sub = command(app, "forward", "lead a TCP port of this machine to the handset's PC channel", status,
+                            [spec](const vh::Client &handset) { return forward(handset, *spec); });
+    sub->add_option("port", *spec, "tcp:PORT on 127.0.0.1; tcp:0 picks a free one")->required();
+    sub->footer("Example: ./handset forward tcp:3535");
+}
+
+} // namespace cli
