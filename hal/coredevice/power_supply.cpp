@@ -5,6 +5,8 @@
 #include <coredevice/power_supply.h>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/netlink.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace coredevice {
@@ -66,6 +68,28 @@ std::optional<int> parse_touch_panel(std::string_view text) {
     const auto value = hal::parse_int(text);
     return value && *value >= 0 && *value <= 3 ? value : std::nullopt;
 }
+
+// Without it (a device's policy may forbid it) a silent driver's change is seen at the next period.
+hal::UniqueFd device_events() {
+    hal::UniqueFd events(socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_KOBJECT_UEVENT));
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_groups = 1;
+    if (!events.valid() || bind(events.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        HAL_LOG_E(TAG, "no device events: %s", strerror(errno));
+        events.reset();
+    }
+    return events;
+}
+
+// Their text does not matter: whatever happened, the attributes are read again. ENOBUFS says that some were lost.
+void forget_events(int fd) {
+    std::array<char, 64> head;
+    ssize_t n = 0;
+    do {
+        n = recv(fd, head.data(), head.size(), MSG_DONTWAIT);
+    } while (n >= 0 || errno == EINTR || errno == ENOBUFS);
+}
 } // namespace
 
 int Attribute::fail(Failure failure, std::string_view detail) {
@@ -93,7 +117,7 @@ int Attribute::read() {
 }
 
 #define SUPPLY "/sys/class/power_supply/"
-PowerSupply::PowerSupply() {
+PowerSupply::PowerSupply() : m_events(device_events()) {
     m_attributes.reserve(14);
     const auto add = [this](const char *path, Attribute::Parse parse, int fallback = 0) {
         m_attributes.emplace_back(path, parse, fallback);
@@ -117,6 +141,7 @@ PowerSupply::PowerSupply() {
 #undef SUPPLY
 
 BatteryReport PowerSupply::read() {
+    if (m_events.valid()) forget_events(m_events.get()); // before reading, so that none is lost
     BatteryReport r;
     auto next = m_attributes.begin();
     for (uint8_t &online : r.plugged) online = static_cast<uint8_t>((next++)->read());
@@ -129,6 +154,7 @@ BatteryReport PowerSupply::read() {
 void PowerSupply::watch(std::vector<pollfd> &set) const {
     for (size_t i = 0; i < m_attributes.size(); ++i)
         set.push_back({m_idle_wakes[i] < IDLE_WAKES_MAX ? m_attributes[i].fd() : -1, POLLPRI, 0});
+    set.push_back({m_events.get(), POLLIN, 0});
 }
 
 void PowerSupply::judge(std::span<const pollfd> entries, bool changed) {

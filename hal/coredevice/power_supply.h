@@ -43,8 +43,8 @@ class PowerSupply {
 public:
     PowerSupply();
     BatteryReport read();
-    // Appends what tells of changes to a poll set. The kernel marks a changed attribute with POLLPRI and POLLERR; a file
-    // that cannot tell never wakes.
+    // Appends what tells of changes to a poll set: the attributes, which the kernel marks with POLLPRI and POLLERR (a
+    // file that cannot tell never wakes), and the kernel's device events, which is all that many charger drivers send.
     void watch(std::vector<pollfd> &set) const;
     // To be told whether a wake-up by the given entries of the set brought anything new. An attribute that wakes again
     // and again for nothing is left out until relax(): a driver's fault must not keep the handset busy.
@@ -55,6 +55,7 @@ private:
     static constexpr int IDLE_WAKES_MAX = 8;
     std::vector<Attribute> m_attributes; // in the order of the report's members
     std::vector<int> m_idle_wakes;
+    hal::UniqueFd m_events;
 };
 
 } // namespace coredevice

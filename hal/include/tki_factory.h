@@ -39,7 +39,8 @@ typedef int (*tki_api_tki_mode_init_t)(int mode); /* 0: enter the test mode */
 typedef int (*tki_api_tki_mode_uninit_t)(void);
 
 /* Test information: one asynchronous answer of TKI_MODULE_TESTINFO on a thread of the library. Stop ends a pending
-   request; no callback runs after it returned. */
+   request; no callback runs after it returned, except the one that calls it. A new request ends a pending one. Do not
+   stop while handling a message that the callback sends: each would wait for the other. */
 typedef int (*tki_api_Get_TestInfo_t)(tki_callback cb);
 typedef int (*tki_api_Get_TestInfo_Stop_t)(void);
 
@@ -57,6 +58,10 @@ typedef int (*tki_api_int_t)(void); /* every start or stop without arguments */
 
 /* Vibrator: milliseconds, -1 until stopped (the driver's limit is renewed). */
 typedef int (*tki_api_Vibrator_Test_Start_t)(int ms);
+
+/* Bound later by single tests. Loopback: microphone and output codes, parameter text, receiver of headset events. */
+typedef int (*tki_api_Audio_Loopback_Test_Start_t)(int microphone, int output, const char *parameter, tki_callback cb);
+typedef int (*tki_api_FlashlightTest_Start_t)(int light);
 
 /* Callback starts: cards, sensors. Sensors_Calibration: sensor number. */
 typedef int (*tki_api_callback_start_t)(tki_callback cb);

@@ -8,6 +8,8 @@
 extern "C" {
 #endif
 
+/* Attributes in /sys/class/graphics/fb0: virtual_size "W,H" (H lines hold two screens or more), stride, bits_per_pixel
+   (32), and optionally mode or modes "U:WxHp-60", the visible size; without it a screen is W wide and H / 2 high. */
 struct tki_lcd_info {
     uint16_t width;          /* pixels, from virtual_size and mode of /sys/class/graphics/fb0 */
     uint16_t height;         /* pixels of one page */

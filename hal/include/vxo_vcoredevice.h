@@ -36,15 +36,20 @@ typedef void (*tki_tp_status_cb)(int status);
 typedef void (*tki_observer)(void); /* cast to the type of its kind */
 /* One observer per kind and address. 0, or -1 (unknown kind, null, table full). A callback may unregister itself. */
 typedef int (*TKI_API_BatteryService_register_Observer_t)(const char *kind, tki_observer cb);
-/* 0, or -1 when it was not registered. When called from another thread no callback of it runs after the return. */
+/* 0, or -1 when it was not registered. No call of it begins after the return. One that runs on another thread is waited
+   for, at most a second (scaled): a call that waits for the caller's own window cannot end sooner. */
 typedef int (*TKI_API_BatteryService_unregister_Observer_t)(const char *kind, tki_observer cb);
 /* 0, or an errno value. A second start does nothing and returns 0. */
 typedef int (*TKI_API_BatteryService_StartService_t)(void);
+/* Returns when the thread has ended; from inside an observer at once, and the thread ends after that call. */
 typedef int (*TKI_API_BatteryService_StopService_t)(void);
 /* 1 on, 0 off: writes /sys/class/power_supply/battery/charging_enabled. 1 success, 0 or less failure. */
 typedef int (*TKI_API_BatteryService_ChargingStatusSet_t)(int on);
 
-/* ---- PC command channel on TCP 127.0.0.1, port of the property "persist.vxo.at.port" (3535) */
+/* ---- PC command channel on TCP 127.0.0.1, port of the property "persist.vxo.at.port" (3535). One command per line (LF, a
+   CR before it is dropped). The answer is "STATUS LENGTH\n", LENGTH bytes of reply, "\n"; STATUS 2 with a text for a line
+   that is too long, empty or malformed (a zero byte), 3 when no command process is registered. 64 clients; one that
+   leaves more than 64 KiB of answers unread is dropped. */
 /* Called on the thread that runs the loop, one command at a time: a NUL-terminated line without its end. Returns the
    status. The reply is what reply holds up to its first zero byte, or maxlen bytes. reply is zeroed before the call. */
 typedef int (*vxo_command_process)(const char *command, char *reply, int maxlen);
@@ -53,7 +58,10 @@ typedef int (*UnregisterAtSocket_t)(void);                     /* closes it and 
 typedef int (*registerCommandProcess_t)(vxo_command_process cb);
 typedef int (*runSelectLoopMode_t)(void);                      /* serves until closed */
 
-/* File service: below /data and /cache only; symbolic links and ".." are refused. 1 success, 0 failure. */
+/* File service: regular files below /data and /cache only; symbolic links, "..", control characters and paths over 255
+   bytes are refused. 1 success, 0 failure. Read "PATH": the content, cut at the reply's size, becomes the reply of the
+   command being processed. Write "PATH,TEXT": replaces the file at once or not at all, durable. Remove "PATH": "ok" or the
+   reason into out. */
 typedef int (*mmi_AutoTest_FileOpt_t)(const char *in, int size);
 typedef int (*mmi_AutoTest_FourArgs_t)(const char *in, int size, char *out, int maxoutlen);
 

@@ -3,8 +3,10 @@
 
 #include <atomic>
 #include <mutex>
+#include <linux/netlink.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <tp_clock.h>
 #include <vxo_vcoredevice.h>
@@ -178,7 +180,7 @@ TEST_F(Battery, AKernelSignalReportsAChangeWithoutWaitingForThePeriod) {
     std::filesystem::create_directories("/data/mnt");
     ASSERT_EQ(api.add(TKI_OBSERVER_TEMPERATURE, TEMPERATURE), 0);
     ASSERT_EQ(api.start(), 0);
-    ASSERT_TRUE(next_reports(1));
+    ASSERT_TRUE(eventually([] { return g_reports > 0; }));
     const int before = g_reports;
     for (int i = 0; i < 3; ++i) { // signals without news report nothing
         ASSERT_EQ(mount("none", "/data/mnt", "tmpfs", 0, nullptr), 0);
@@ -191,6 +193,15 @@ TEST_F(Battery, AKernelSignalReportsAChangeWithoutWaitingForThePeriod) {
     ASSERT_EQ(mount("none", "/data/mnt", "tmpfs", 0, nullptr), 0);
     EXPECT_TRUE(eventually([] { return seen().level == 31; }, std::chrono::seconds(5)));
     umount("/data/mnt");
+
+    put(SUPPLY / "usb/online", "1"); // a driver that only sends a device event
+    const int events = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
+    sockaddr_nl everybody{};
+    everybody.nl_family = AF_NETLINK, everybody.nl_groups = 1;
+    const std::string event("change@/devices/usb\0SUBSYSTEM=power_supply", 42);
+    EXPECT_EQ(sendto(events, event.data(), event.size(), 0, reinterpret_cast<sockaddr *>(&everybody), sizeof everybody), 42);
+    EXPECT_TRUE(eventually([] { return seen().plugged[1] == 1; }, std::chrono::seconds(5)));
+    close(events);
     EXPECT_EQ(api.stop(), 0);
     std::filesystem::remove(health);
 }
