@@ -3,7 +3,6 @@
 #include "dc.h"
 
 #include <algorithm>
-#include <android/log.h>
 #include <array>
 #include <cctype>
 #include <cstring>
@@ -19,7 +18,6 @@
 
 namespace {
 
-constexpr const char *tag = "VXO_FONT";
 constexpr const char *font_folder = "/system/fonts/";
 constexpr const char *default_family = "song";
 constexpr int largest_size = 1024;
@@ -354,9 +352,7 @@ int fonts_init() {
     // A file that was missing before may be there now.
     std::erase_if(registry().faces, [](const auto &entry) { return !entry.second; });
     registry().fallback.reset();
-    if (open_family(default_family)) return 0;
-    __android_log_print(ANDROID_LOG_ERROR, tag, "%s no font in %s, texts are boxes", __func__, font_folder);
-    return -1;
+    return open_family(default_family) ? 0 : -1;
 }
 
 void fonts_terminate() {

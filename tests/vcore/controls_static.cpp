@@ -1,0 +1,85 @@
+// The text control: where its text stands and how it changes.
+#include "gui_fixture.h"
+
+#include "dc.h"
+
+namespace {
+class Statics : public GuiTest {
+protected:
+    HWND window = HWND_NULL;
+    void SetUp() override {
+        GuiTest::SetUp();
+        TerminateGUI();
+        fake_panel::resize(240, 320);
+        ASSERT_EQ(InitGUI(), 0);
+        window = open({0, 0, 240, 320}, 0x111111);
+    }
+    static HWND make(HWND parent, DWORD style, const RECT &r, const char *text) {
+        const HWND control = CreateWindowEx("static", text, WS_VISIBLE | style, 0, 20, r.left, r.top, RECTW(r), RECTH(r), parent, 0);
+        tp_gui_pump();
+        return control;
+    }
+    // Bounds of the pixels within r that are not its ground.
+    static RECT ink(const RECT &r, gal_pixel ground) {
+        RECT out{r.right, r.bottom, 0, 0};
+        for (int y = r.top; y < r.bottom; ++y)
+            for (int x = r.left; x < r.right; ++x)
+                if (fake_panel::pixel(x, y) != ground)
+                    out = {std::min(out.left, x), std::min(out.top, y), std::max(out.right, x + 1), std::max(out.bottom, y + 1)};
+        return out;
+    }
+};
+
+TEST_F(Statics, StyleSaysWhereTheTextStands) {
+    const RECT box{20, 20, 220, 60};
+    const gal_pixel ground = SysPixelIndex[18];
+    HWND control = make(window, SS_LEFT, box, "Hxx");
+    const RECT left = ink(box, ground);
+    EXPECT_LT(left.left, 24);
+    EXPECT_LT(left.bottom, 45);
+    DestroyWindow(control);
+    control = make(window, SS_CENTER, box, "Hxx");
+    const RECT centre = ink(box, ground);
+    EXPECT_NEAR((centre.left + centre.right) / 2, 120, 2);
+    EXPECT_EQ(centre.top, left.top);
+    DestroyWindow(control);
+    control = make(window, SS_CENTER | SS_CENTERIMAGE, box, "Hxx");
+    const RECT middle = ink(box, ground);
+    EXPECT_EQ(middle.left, centre.left);
+    EXPECT_NEAR((middle.top + middle.bottom) / 2, 40, 4);
+    DestroyWindow(control);
+    control = make(window, SS_SIMPLE, box, "Hxx");
+    const RECT simple = ink(box, ground);
+    EXPECT_EQ(simple.left, left.left);
+    EXPECT_EQ(simple.top, middle.top);
+    DestroyWindow(control);
+    make(window, SS_LEFT, {20, 20, 60, 120}, "Hxx Hxx Hxx");
+    EXPECT_GT(RECTH(ink({20, 20, 60, 120}, ground)), 2 * RECTH(left));
+}
+
+TEST_F(Statics, ANewTextColourOrFontReplacesTheOld) {
+    const RECT box{20, 20, 220, 60};
+    const HWND control = make(window, SS_LEFT, box, "first");
+    EXPECT_NE(tp_gui_dump().find("\"first\",\"rect\":[20,20,"), std::string::npos) << tp_gui_dump();
+    SetWindowText(control, "second");
+    SetWindowTextColor(control, SysPixelIndex[12]);
+    SetWindowBkColor(control, 0x000040);
+    tp_gui_pump();
+    const std::string dump = tp_gui_dump();
+    EXPECT_EQ(dump.find("\"text\":\"first\""), dump.npos);
+    EXPECT_NE(dump.find("\"text\":\"second\""), dump.npos);
+    EXPECT_NE(dump.find("\"color\":12"), dump.npos);
+    EXPECT_EQ(fake_panel::pixel(219, 59), 0x000040u);
+    const RECT small = ink(box, 0x000040);
+    const PLOGFONT font = CreateLogFont("ttf", "song", "GB18030", 'r', 'r', 'n', 'c', 'n', 'n', 36, 0);
+    SetWindowFont(control, font);
+    tp_gui_pump();
+    EXPECT_GT(RECTW(ink(box, 0x000040)), RECTW(small) * 3 / 2);
+    SetWindowText(control, nullptr);
+    tp_gui_pump();
+    EXPECT_EQ(RECTW(ink(box, 0x000040)), 0 - 220);
+    DestroyLogFont(font);
+    SetWindowText(control, std::string(100000, '\xB0').c_str()); // with a font that is gone
+    tp_gui_pump();
+}
+} // namespace
