@@ -20,6 +20,13 @@ constexpr char AT_TAG[] = "AtThread";
         return __VA_ARGS__;                                                                                          \
     }
 
+// The same, noting what it was given: the board test's handlers and a few others.
+#define VXO_COMMAND_NOTED(name, ...)                                                                                 \
+    int32_t name(VXO_COMMAND_ARGS) {                                                                                 \
+        LOG_D(AT_TAG, "begin:bufIn=%s", bufIn);                                                                      \
+        return __VA_ARGS__;                                                                                          \
+    }
+
 constexpr int32_t normalised(int result) { return result != 0 ? 1 : 0; }
 constexpr int32_t always(int) { return 1; }
 // Decimal value of an argument; nothing counts as 0. False for anything else, which is refused.

@@ -34,8 +34,8 @@ bool decimal_argument(const char *text, int *value) {
 
 VXO_COMMAND(AutoTest_Vibrator_Start, mmi_AutoTest_VibratorTestEntry(VIBRATE_UNTIL_STOPPED))
 VXO_COMMAND(AutoTest_Vibrator_Stop, mmi_AutoTest_VibratorTest_Stop())
-VXO_COMMAND(PCBAAutotestVibratorStart, mmi_AutoTest_VibratorTestEntry(VIBRATE_PCBA_MS))
-VXO_COMMAND(PCBAAutotestVibratorEnd, mmi_AutoTest_VibratorTest_Stop())
+VXO_COMMAND_NOTED(PCBAAutotestVibratorStart, mmi_AutoTest_VibratorTestEntry(VIBRATE_PCBA_MS))
+VXO_COMMAND_NOTED(PCBAAutotestVibratorEnd, mmi_AutoTest_VibratorTest_Stop())
 
 VXO_COMMAND(AutoTest_LCD_White_Start, normalised(mmi_AutoTest_LCDColorTestEntry(WHITE)))
 VXO_COMMAND(AutoTest_LCD_Red_Start, normalised(mmi_AutoTest_LCDColorTestEntry(RED)))
@@ -67,13 +67,5 @@ VXO_COMMAND(PixelWorks_Calibrate_ShowPicture_Close, normalised(mmi_AutoTest_PW_S
 
 VXO_COMMAND(AutoTest_keyboard_Start, normalised(mmi_AutoTest_KeyTestEntry()))
 VXO_COMMAND(AutoTest_keyboard_Stop, normalised(mmi_AutoTest_KeyTest_Stop(bufOut, maxoutlen)))
-
-// The board test's key handlers log what they were given, as all of the board test's do.
-int32_t PCBAAutotestKeyStart(VXO_COMMAND_ARGS) {
-    LOG_D(AT_TAG, "bufIn=%s", bufIn);
-    return normalised(PCBAKeyTestStart());
-}
-int32_t PCBAAutotestKeyStop(VXO_COMMAND_ARGS) {
-    LOG_D(AT_TAG, "bufIn=%s", bufIn);
-    return normalised(PCBAKeyTestStop());
-}
+VXO_COMMAND_NOTED(PCBAAutotestKeyStart, normalised(PCBAKeyTestStart()))
+VXO_COMMAND_NOTED(PCBAAutotestKeyStop, normalised(PCBAKeyTestStop()))

@@ -62,7 +62,7 @@ VXO_COMMAND(AutoTest_FileOpt_Remove, always(call(g_channel_library.FileOpt_Remov
 
 VXO_COMMAND(AutoTest_MMI_Enable, normalised(mmi_AutoTest_MMI_Enable()))
 VXO_COMMAND(AutoTest_MMI_Disable, normalised(mmi_AutoTest_MMI_Disable()))
-VXO_COMMAND(AutoCloseDialog, normalised(CloseButton()))
+VXO_COMMAND_NOTED(AutoCloseDialog, normalised(CloseButton()))
 VXO_COMMAND(AutoTest_Modify_ConfigFile, normalised(mmi_AutoTest_Modify_ConfigFile(bufIn)))
 
 VXO_COMMAND(AutoTest_EnterLowCostMode, always(enter_low_cost_mode(__func__)))

@@ -15,7 +15,8 @@ void mmi_LCDColorTestEntry();
 void mmi_LCDColorTest_Stop_Entry();
 void mmi_LCDColorTestCheckResultEntry();
 void mmi_LCDColorTest_Init();
-// The preview list's variant: the pictures of the picture folder in turn, or the colours when there is none.
+// The preview list's variant: the pictures /system/media/lcd/0.png, 1.png and so on in turn, or the colours when there
+// is no picture.
 void mmi_Monomer_LCDColorTestEntry();
 void mmi_Monomer_LCDColorTest_Stop_Entry();
 
