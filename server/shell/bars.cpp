@@ -1,5 +1,5 @@
-// Each bar is a main window of its own, hosted by the menu: it stays where it is while test windows come and go between
-// the bars, and a full-screen window, raised above the menu, covers it.
+// Each bar is a main window of its own, hosted by the menu: it stays where it is while test windows come and
+// go between the bars, and a full-screen window, raised above the menu, covers it.
 #include "shell/bars.h"
 
 #include <algorithm>
@@ -38,12 +38,15 @@ struct Bar {
         std::lock_guard guard(lock);
         texts.color = index;
     }
-    // A long window procedure must show its new texts at once; any other thread must not wait for the GUI thread.
+    // A long window procedure must show its new texts at once; any other thread must not wait for the GUI
+    // thread.
     void update() {
         const HWND bar = hwnd;
         if (bar == HWND_NULL) return;
-        if (tp_is_gui_thread()) UpdateWindow(bar, true);
-        else InvalidateRect(bar, nullptr, true);
+        if (tp_is_gui_thread())
+            UpdateWindow(bar, true);
+        else
+            InvalidateRect(bar, nullptr, true);
     }
 };
 
@@ -101,7 +104,7 @@ void paint_battery(HWND hwnd) {
     HDC hdc = BeginPaint(hwnd);
     SetBkMode(hdc, BM_TRANSPARENT);
     SetTextColor(hdc, SysPixelIndex[texts.color]);
-    const int margin = 4, side = client.right * 3 / 10, size = font_size();
+    const int margin = std::max(4, screen_width() / 90), side = client.right * 3 / 10, size = font_size();
     int used[2] = {0, 0};
     for (int end = 0; end < 2; ++end) {
         const char *text = texts.item[end * 2];
@@ -117,8 +120,10 @@ void paint_battery(HWND hwnd) {
     const int wider = std::max(used[0], used[1]);
     const PLOGFONT font = shell_font('r', size);
     const int need = font ? GetTextWidth(font, texts.item[1], -1) : 0;
-    if (need <= client.right - 2 * wider) box = {wider, 0, client.right - wider, client.bottom};
-    else box = {std::max(used[0], margin), 0, client.right - std::max(used[1], margin), client.bottom};
+    if (need <= client.right - 2 * wider)
+        box = {wider, 0, client.right - wider, client.bottom};
+    else
+        box = {std::max(used[0], margin), 0, client.right - std::max(used[1], margin), client.bottom};
     draw_text_fitted(hdc, texts.item[1], box, DT_CENTER | DT_VCENTER | DT_SINGLELINE, 'r', size);
     EndPaint(hwnd, hdc);
 }
@@ -147,7 +152,8 @@ void release(HWND hwnd) {
 LRESULT bar_proc(Bar &bar, HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
     case MSG_ACTIVE:
-        // Keys never belong to a bar: when a window above closed and left the bar on top, the menu takes over.
+        // Keys never belong to a bar: when a window above closed and left the bar on top, the menu takes
+        // over.
         if (wParam == 1 && IsWindow(bar.parent) && IsWindowVisible(bar.parent)) SetActiveWindow(bar.parent);
         return 0;
     case MSG_DESTROY:

@@ -60,8 +60,10 @@ void ScrollViewProc(HWND sv, int, int nc, uintptr_t add_data) {
     if (n < 0) n = scrollview_get_current(sv);
     if (n < 0 || n >= ROWS) return;
     constexpr LPARAM kind[ROWS] = {7, 0, 8, 9};
-    if (asks_first(n)) ask(kind[n]);
-    else rows[n].row.entry();
+    if (asks_first(n))
+        ask(kind[n]);
+    else
+        rows[n].row.entry();
 }
 
 void mmi_DeviceTestDrawItem(HWND sv, HSVITEM item, HDC hdc, RECT *rect) {

@@ -95,7 +95,8 @@ void move(MmiDialog &dialog, LPARAM position) {
 }
 
 void press_key(MmiDialog &dialog, int code) {
-    if (code == KEY_FAIL) { // index 1 also on a dialog that has one button only: its owner knows what that means
+    if (code ==
+        KEY_FAIL) { // index 1 also on a dialog that has one button only: its owner knows what that means
         color_button(dialog, 1, 22);
         dialog.selection = 1;
     } else if (code == KEY_PASS) {
@@ -169,7 +170,8 @@ LRESULT DialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
     case MSG_CLOSE:
         close_window(*dialog);
         return 0;
-    case MSG_DESTROY: // the host went away below the dialog: the input must not stay caught, the owner must not wait
+    case MSG_DESTROY: // the host went away below the dialog: the input must not stay caught, the owner must
+                      // not wait
         answer(*dialog, BUTTON_CLOSED);
         forget_window(*dialog);
         break;
@@ -205,15 +207,18 @@ bool create_window(MmiDialog &dialog) {
     return dialog.window != HWND_INVALID;
 }
 
-HWND create_text(const MmiDialog &dialog, const char *text, DWORD style, int id, const RECT &screen, char weight) {
+HWND create_text(const MmiDialog &dialog, const char *text, DWORD style, int id, const RECT &screen,
+                 char weight) {
     const int size = screen_width() < 1092 ? screen_width() / 12 : 90;
     const UINT format = style == 0x8400001 ? DT_WORDBREAK : DT_SINGLELINE;
-    HWND control = CreateWindowEx("static", text, style, 0, id, screen.left - dialog.rect.left,
-                                  screen.top - dialog.rect.top, RECTW(screen), RECTH(screen), dialog.window, 0);
+    HWND control =
+        CreateWindowEx("static", text, style, 0, id, screen.left - dialog.rect.left,
+                       screen.top - dialog.rect.top, RECTW(screen), RECTH(screen), dialog.window, 0);
     if (control == HWND_INVALID) return control;
     SetWindowBkColor(control, SysPixelIndex[21]);
     HDC hdc = GetClientDC(control);
-    SetWindowFont(control, shell_font_fitting(hdc, text, RECTW(screen) - 4, RECTH(screen), format, weight, size));
+    SetWindowFont(control,
+                  shell_font_fitting(hdc, text, RECTW(screen) - 4, RECTH(screen), format, weight, size));
     ReleaseDC(hdc);
     return control;
 }
@@ -231,8 +236,8 @@ bool create_buttons(MmiDialog &dialog, const char *const *texts) {
 
 } // namespace
 
-MmiDialog *CreateDialog(const char *title, const char *message, int x, int y, int w, int h, HWND host, HWND owner,
-                        int style, const char *const *buttons, int n, int reserved) {
+MmiDialog *CreateDialog(const char *title, const char *message, int x, int y, int w, int h, HWND host,
+                        HWND owner, int style, const char *const *buttons, int n, int reserved) {
     LOG_D(TAG, "one button %d", n == 1);
     std::unique_ptr<MmiDialog> dialog(new (std::nothrow) MmiDialog);
     if (!dialog || n < 0 || (n > 0 && !buttons)) return DIALOG_NONE;
@@ -251,7 +256,8 @@ MmiDialog *CreateDialog(const char *title, const char *message, int x, int y, in
     latest = dialog.get();
     closed = false;
     dialog->title_control = create_text(*dialog, dialog->title, 0x8400010, n + 1, dialog->title_rect, 'b');
-    dialog->message_control = create_text(*dialog, dialog->message, 0x8400001, n + 2, dialog->message_rect, 'r');
+    dialog->message_control =
+        create_text(*dialog, dialog->message, 0x8400001, n + 2, dialog->message_rect, 'r');
     if (dialog->title_control == HWND_INVALID || dialog->message_control == HWND_INVALID ||
         !create_buttons(*dialog, buttons)) {
         DestroyDialog(dialog.release());

@@ -40,7 +40,8 @@ void shell_fonts_reset() {
     kept_fonts.clear();
 }
 
-PLOGFONT shell_font_fitting(HDC hdc, const char *text, int width, int height, UINT format, char weight, int size) {
+PLOGFONT shell_font_fitting(HDC hdc, const char *text, int width, int height, UINT format, char weight,
+                            int size) {
     PLOGFONT font = nullptr;
     // Steps of about an eighth keep the number of sizes, and with it the glyph cache, small.
     for (int s = size;; s = std::max(SMALLEST, s - std::max(1, s / 8))) {

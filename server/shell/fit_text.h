@@ -9,6 +9,7 @@ PLOGFONT shell_font(char weight, int size);
 void shell_fonts_reset();
 // The largest font of the weight, at most size, in which the text stays inside width x height with the format
 // (DT_WORDBREAK or DT_SINGLELINE); the smallest one when none does.
-PLOGFONT shell_font_fitting(HDC hdc, const char *text, int width, int height, UINT format, char weight, int size);
+PLOGFONT shell_font_fitting(HDC hdc, const char *text, int width, int height, UINT format, char weight,
+                            int size);
 // Draws with that font and gives the device context its own font back.
 void draw_text_fitted(HDC hdc, const char *text, const RECT &rect, UINT format, char weight, int size);

@@ -23,9 +23,12 @@ const TestItem *item_at(int n) {
 int verdict_color(int station) {
     if (station < 0 || station >= STATION_COUNT) return 19;
     switch (g_testinfo[station].test_result) {
-    case 1: return 10;
-    case 2: return 12;
-    default: return 19;
+    case 1:
+        return 10;
+    case 2:
+        return 12;
+    default:
+        return 19;
     }
 }
 
@@ -54,12 +57,13 @@ void read_results() {
 void build(HWND hwnd) {
     RECT client{};
     GetClientRect(hwnd, &client);
-    const HWND sv = CreateWindowEx("scrollview", "", 0x48400008, 0, ID_LIST, 0, 3, client.right, client.bottom - 3,
-                                   hwnd, 0);
+    const HWND sv = CreateWindowEx("scrollview", "", 0x48400008, 0, ID_LIST, 0, 3, client.right,
+                                   client.bottom - 3, hwnd, 0);
     SetWindowFont(sv, g_font_menu);
     scrollview_set_itemdraw(sv, draw_item);
     for (const TestItemNode *node = g_testitem_list; node; node = node->pNodeNext)
-        scrollview_add_item(sv, row_height(), static_cast<uintptr_t>(static_cast<intptr_t>(node->testitem.testinfo_index)),
+        scrollview_add_item(sv, row_height(),
+                            static_cast<uintptr_t>(static_cast<intptr_t>(node->testitem.testinfo_index)),
                             lang_text(node->testitem.name));
     scrollview_set_current(sv, 0, true);
     SetNotificationCallback(sv, clicked);

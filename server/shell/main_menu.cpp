@@ -19,8 +19,11 @@ int g_bCoupleTest = 0, g_bAgingTest = 1;
 
 // Texts are language keys until the menu is built, then translations.
 MainMenuRow g_menu_rows[MENU_ROWS] = {
-    {0, "menu_ProduceInfo", mmi_TestInfoEntry}, {1, "menu_DeviceTest", mmi_DeviceTestEntry},
-    {2, "", nullptr}, {3, "", nullptr}, {4, "", nullptr},
+    {0, "menu_ProduceInfo", mmi_TestInfoEntry},
+    {1, "menu_DeviceTest", mmi_DeviceTestEntry},
+    {2, "", nullptr},
+    {3, "", nullptr},
+    {4, "", nullptr},
 };
 
 namespace {
@@ -38,13 +41,17 @@ void mmi_CurrentWnd_ReadConfig() {
 }
 
 void coupling_row() {
-    if (g_shell_actions.coupling_entry) g_shell_actions.coupling_entry();
-    else LOG_D(MENU_TAG, "coupling is not built in");
+    if (g_shell_actions.coupling_entry)
+        g_shell_actions.coupling_entry();
+    else
+        LOG_D(MENU_TAG, "coupling is not built in");
 }
 
 void aging_row() {
-    if (g_shell_actions.aging_list_entry) g_shell_actions.aging_list_entry();
-    else LOG_D(MENU_TAG, "aging is not built in");
+    if (g_shell_actions.aging_list_entry)
+        g_shell_actions.aging_list_entry();
+    else
+        LOG_D(MENU_TAG, "aging is not built in");
 }
 
 void mmi_SVDrawItem(HWND sv, HSVITEM item, HDC hdc, RECT *rect) {
@@ -58,9 +65,7 @@ void ScrollViewProc(HWND sv, int, int nc, uintptr_t add_data) {
     if (n >= 0 && n < MENU_ROWS && g_menu_rows[n].entry) g_menu_rows[n].entry();
 }
 
-void add_row(HWND sv, const MainMenuRow &row) {
-    scrollview_add_item(sv, row_height(), row.index, row.text);
-}
+void add_row(HWND sv, const MainMenuRow &row) { scrollview_add_item(sv, row_height(), row.index, row.text); }
 
 // The next free slot; a full table counts the row all the same, so that the limit is noticed.
 int add_configured_row(HWND sv, int count, const char *key, void (*entry)()) {

@@ -93,9 +93,12 @@ void show_picture(HWND menu) {
 
 void refresh_softkey() {
     const int state = g_wifi_state;
-    if (state == DISCONNECTED || (state == 0 && g_main_wifi_init_flag)) show_softkey("softkeybar_connect", 12);
-    else if (state == CONNECTED) show_softkey("softkeybar_disconnect", 7);
-    else show_softkey(nullptr, -1);
+    if (state == DISCONNECTED || (state == 0 && g_main_wifi_init_flag))
+        show_softkey("softkeybar_connect", 12);
+    else if (state == CONNECTED)
+        show_softkey("softkeybar_disconnect", 7);
+    else
+        show_softkey(nullptr, -1);
 }
 
 // While the PC has switched the operator's side off, the menu only shows the address, or ends with the link.
@@ -148,6 +151,7 @@ void menu_refresh(HWND hwnd) {
     tp_batteryshow_set_text_items(lang_text(charging ? "BatteryCharging_Charging" : "BatteryCharging_Null"),
                                   lang_text("title_factory"), nullptr);
     tp_batteryshow_update();
+    tp_skb_show(true); // a full-screen window that ended badly may have left it hidden
     tp_skb_update();
 }
 
@@ -174,8 +178,10 @@ int TitleInfoShow(const char *text, int index, int abnormal_state) {
     if (index == 1 && g_deviceIsAgingTest == 1) return 0; // the aging run owns the title
     LOG_D(MENU_TAG, "begin,buf=%s,index=%d,abnomal_state=%d ", text ? text : "", index, abnormal_state);
     std::lock_guard guard(title_lock);
-    if (abnormal_state == 0) tp_batteryshow_set_text_col(19);
-    else if (abnormal_state == 1) tp_batteryshow_set_text_col(12);
+    if (abnormal_state == 0)
+        tp_batteryshow_set_text_col(19);
+    else if (abnormal_state == 1)
+        tp_batteryshow_set_text_col(12);
     tp_batteryshow_set_text_items_byIndex(text, index);
     tp_batteryshow_update();
     return 0;

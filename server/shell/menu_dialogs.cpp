@@ -68,8 +68,10 @@ void power_off(HWND) {
 void fail_active_test(HWND) { SendMessage(GetActiveWindow(), MSG_QUIT_WITH_FAIL, 0, 0); }
 
 void start_aging(HWND) {
-    if (g_shell_actions.aging_start_entry) g_shell_actions.aging_start_entry();
-    else LOG_D(MENU_TAG, "aging is not built in");
+    if (g_shell_actions.aging_start_entry)
+        g_shell_actions.aging_start_entry();
+    else
+        LOG_D(MENU_TAG, "aging is not built in");
 }
 
 template <void (*entry)()> void start_run(HWND) { entry(); }
@@ -93,19 +95,31 @@ void touch_panel_answered(HWND menu) {
     stop_touch_panel_reports();
 }
 
-// Kinds 7 to 9 act on button 1 only, which their single button never reports: keys 88 and 108 do. Choosing the
-// button ("no") by key 60 starts nothing.
+// Kinds 7 to 9 act on button 1 only, which their single button never reports: keys 88 and 108 do. Choosing
+// the button ("no") by key 60 starts nothing.
 const Kind kinds[] = {
     {1, "title_PowerOff", "info_PowerOffNote", {"info_Yes", "info_No"}, Host::given, {power_off, nullptr}},
     {KIND_BATTERY, "title_BatteryCheck", nullptr, {"info_Yes", nullptr}, Host::active, {nullptr, nullptr}},
     {3, "info_Quit", "info_FailAndQuit", {"info_Yes", "info_No"}, Host::active, {fail_active_test, nullptr}},
     {KIND_TOUCH_PANEL, nullptr, nullptr, {"info_Yes", nullptr}, Host::active, {nullptr, nullptr}},
     {6, "title_AgingTest", "menu_StartTest", {"info_Yes", "info_No"}, Host::given, {start_aging, nullptr}},
-    {7, "menu_AutoTest", "info_continuetest", {"info_No", nullptr}, Host::given,
+    {7,
+     "menu_AutoTest",
+     "info_continuetest",
+     {"info_No", nullptr},
+     Host::given,
      {nullptr, start_run<mmi_AutoTestEntry>}},
-    {8, "menu_AutoTest_EX", "info_continuetest", {"info_No", nullptr}, Host::given,
+    {8,
+     "menu_AutoTest_EX",
+     "info_continuetest",
+     {"info_No", nullptr},
+     Host::given,
      {nullptr, start_run<mmi_AutoTestEntry_Ex>}},
-    {9, "menu_AutoTest_EX2", "info_continuetest", {"info_No", nullptr}, Host::given,
+    {9,
+     "menu_AutoTest_EX2",
+     "info_continuetest",
+     {"info_No", nullptr},
+     Host::given,
      {nullptr, start_run<mmi_AutoTestEntry_Ex2>}},
 };
 
@@ -115,7 +129,9 @@ const Kind *find_kind(int kind) {
     return nullptr;
 }
 
-void copy_text(char (&out)[CFG_TEXT], const char *text) { std::snprintf(out, sizeof out, "%s", text ? text : ""); }
+void copy_text(char (&out)[CFG_TEXT], const char *text) {
+    std::snprintf(out, sizeof out, "%s", text ? text : "");
+}
 
 const char *touch_panel_message() {
     if (tp_status == TP_FAILED) return "title_TPFState";
@@ -123,11 +139,16 @@ const char *touch_panel_message() {
 }
 
 void fill_texts(const Kind &kind, WPARAM wParam) {
-    if (kind.title) copy_text(shown.title, lang_text(kind.title));
-    else copy_text(shown.title, "TP ERROR");
-    if (kind.kind == KIND_BATTERY) copy_text(shown.message, reinterpret_cast<const char *>(wParam));
-    else if (kind.kind == KIND_TOUCH_PANEL) copy_text(shown.message, lang_text(touch_panel_message()));
-    else copy_text(shown.message, lang_text(kind.message));
+    if (kind.title)
+        copy_text(shown.title, lang_text(kind.title));
+    else
+        copy_text(shown.title, "TP ERROR");
+    if (kind.kind == KIND_BATTERY)
+        copy_text(shown.message, reinterpret_cast<const char *>(wParam));
+    else if (kind.kind == KIND_TOUCH_PANEL)
+        copy_text(shown.message, lang_text(touch_panel_message()));
+    else
+        copy_text(shown.message, lang_text(kind.message));
     for (int i = 0; i < 2; ++i)
         if (kind.buttons[i]) copy_text(shown.button[i], lang_text(kind.buttons[i]));
 }
@@ -138,12 +159,12 @@ MmiDialog *create(const Kind &kind, HWND menu, WPARAM wParam) {
     fill_texts(kind, wParam);
     const char *buttons[2] = {shown.button[0], shown.button[1]};
     const int w = screen_width() / 8 * 7, h = screen_height() / 3;
-    return CreateDialog(shown.title, shown.message, (screen_width() - w) / 2, (screen_height() - h) / 2, w, h, host,
-                        menu, 1, buttons, kind.buttons[1] ? 2 : 1, 0);
+    return CreateDialog(shown.title, shown.message, (screen_width() - w) / 2, (screen_height() - h) / 2, w, h,
+                        host, menu, 1, buttons, kind.buttons[1] ? 2 : 1, 0);
 }
 
-// A newer request takes the place of a dialog that is up; an answer of it that is still on its way is not the newer
-// dialog's.
+// A newer request takes the place of a dialog that is up; an answer of it that is still on its way is not the
+// newer dialog's.
 void destroy_shown() {
     if (!shown.up()) return;
     if (dialog_answered(shown.dialog)) ++shown.stale_answers;
@@ -160,8 +181,10 @@ LRESULT menu_create_dialog(HWND menu, WPARAM wParam, int number) {
     SetIdleWakeupStatus(0);
     Set_OsCanIdleAllowed(0);
     if (!kind || (number == KIND_TOUCH_PANEL && tp_alert_pending)) {
-        if (replaces) DoModal(shown.dialog);
-        else Set_OsCanIdleAllowed(allowed);
+        if (replaces)
+            DoModal(shown.dialog);
+        else
+            Set_OsCanIdleAllowed(allowed);
         return 0;
     }
     destroy_shown();
@@ -194,8 +217,10 @@ void menu_dialog_button(HWND menu, int button) {
     g_iCreateDialog = 0;
     g_dialogcouldshow = 1;
     if (!kind) return;
-    if (kind->kind == KIND_TOUCH_PANEL) touch_panel_answered(menu);
-    else if (button >= 0 && button < 2 && kind->action[button]) kind->action[button](menu);
+    if (kind->kind == KIND_TOUCH_PANEL)
+        touch_panel_answered(menu);
+    else if (button >= 0 && button < 2 && kind->action[button])
+        kind->action[button](menu);
 }
 
 void menu_drop_dialog() {

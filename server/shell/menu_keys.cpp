@@ -111,7 +111,8 @@ int hookKeyProc(void *, HWND dst, UINT message, WPARAM wParam, LPARAM) {
     const int code = static_cast<int>(wParam);
     const HWND target = main_window_of(dst);
     if (code == KEY_POWER_CODE) power_key_event(target, message == MSG_KEYDOWN);
-    if (g_bWiFiConnectStatus == 1 && target == g_main_menu_wnd) return locked_key(code, message == MSG_KEYDOWN);
+    if (g_bWiFiConnectStatus == 1 && target == g_main_menu_wnd)
+        return locked_key(code, message == MSG_KEYDOWN);
     return 0;
 }
 
@@ -119,7 +120,9 @@ int hookKeyProc(void *, HWND dst, UINT message, WPARAM wParam, LPARAM) {
 
 bool power_press_is_short(int64_t held_ns) { return held_ns / MS / 32 < 25; }
 
-bool unlock_in_time(int64_t first_ns, int64_t fourth_ns) { return (fourth_ns - first_ns) / MS <= UNLOCK_WINDOW_MS; }
+bool unlock_in_time(int64_t first_ns, int64_t fourth_ns) {
+    return (fourth_ns - first_ns) / MS <= UNLOCK_WINDOW_MS;
+}
 
 void menu_install_key_hook() {
     if (!power_key.wake) power_key.wake = tp_os_sema_create(0);

@@ -14,17 +14,21 @@ namespace {
 
 constexpr int ID_TITLE = 20, ID_NOTE = 30, NOTES = 3;
 
-const char *const NOTES_CHINESE[NOTES] = {"info_FTMPowerOffNote1", "info_FTMPowerOffNote3", "info_FTMPowerOffNote5"};
-const char *const NOTES_OTHER[NOTES] = {"info_FTMPowerOffNote", "info_FTMPowerOffNote2", "info_FTMPowerOffNote4"};
+const char *const NOTES_CHINESE[NOTES] = {"info_FTMPowerOffNote1", "info_FTMPowerOffNote3",
+                                          "info_FTMPowerOffNote5"};
+const char *const NOTES_OTHER[NOTES] = {"info_FTMPowerOffNote", "info_FTMPowerOffNote2",
+                                        "info_FTMPowerOffNote4"};
 
 int title_height() { return screen_width() / 6; }
 
 void build(HWND hwnd) {
-    const RECT rect = test_window_rect();
-    const int w = RECTW(rect), margin = w / 24, top = title_height() + margin;
-    const int note_height = (RECTH(rect) - top - margin) / NOTES;
-    const HWND title = CreateWindowEx("static", lang_text("title_ftm"), WS_VISIBLE | SS_CENTER | SS_CENTERIMAGE, 0,
-                                      ID_TITLE, 0, 3, w, title_height() - 3, hwnd, 0);
+    RECT client{};
+    GetClientRect(hwnd, &client);
+    const int w = client.right, margin = w / 24, top = title_height() + margin;
+    const int note_height = (client.bottom - top - margin) / NOTES;
+    const HWND title =
+        CreateWindowEx("static", lang_text("title_ftm"), WS_VISIBLE | SS_CENTER | SS_CENTERIMAGE, 0, ID_TITLE,
+                       0, 3, w, title_height() - 3, hwnd, 0);
     SetWindowFont(title, g_font_menu);
     for (int i = 0; i < NOTES; ++i) {
         const HWND note = CreateWindowEx("static", "", WS_VISIBLE | SS_LEFT, 0, ID_NOTE + i, margin,
@@ -99,7 +103,7 @@ void kmt_CreateMainMenuWnd1() {
     info.lx = rect.left;
     info.ty = rect.top;
     info.rx = rect.right;
-    info.by = rect.bottom;
+    info.by = screen_height(); // there are no soft keys here
     info.iBkColor = SysPixelIndex[18];
     const HWND hwnd = CreateMainWindow(&info);
     if (hwnd == HWND_INVALID) {

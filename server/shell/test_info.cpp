@@ -47,16 +47,21 @@ MainMenuRow TestInfoWinMenu[ROWS];
 void restore_rows() { std::copy(std::begin(PRISTINE), std::end(PRISTINE), std::begin(TestInfoWinMenu)); }
 
 // A text of the library need not be terminated inside its field.
-template <size_t N> std::string text_of(const char (&field)[N]) { return std::string(field, strnlen(field, N)); }
+template <size_t N> std::string text_of(const char (&field)[N]) {
+    return std::string(field, strnlen(field, N));
+}
 
-template <size_t N> void put(char (&out)[N], const std::string &text) { std::snprintf(out, N, "%s", text.c_str()); }
+template <size_t N> void put(char (&out)[N], const std::string &text) {
+    std::snprintf(out, N, "%s", text.c_str());
+}
 
 void split_version(Record &r, const std::string &software) {
     const size_t feed = software.find('\n');
     if (feed == std::string::npos) return;
     put(r.internal_version, software.substr(feed + 1));
     put(r.external_version, software.substr(0, feed));
-    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::internal software_version=%s", "Get_testinfo_callback", r.internal_version);
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::internal software_version=%s", "Get_testinfo_callback",
+            r.internal_version);
 }
 
 void keep_record(const tki_testinfo_record &info) {
@@ -74,12 +79,18 @@ void keep_record(const tki_testinfo_record &info) {
 
 std::string row_value(int row, const tki_testinfo_record &info) {
     switch (row) {
-    case 0: return text_of(info.software_version);
-    case 1: return text_of(info.hardware_version);
-    case 2: return main_config_int("MMI", "show_psn", "1") ? text_of(info.psn) : std::string();
-    case 3: return verdict_digits(info.flags) + "\n";
-    case 4: return text_of(info.boardnum);
-    default: return text_of(info.flash_info);
+    case 0:
+        return text_of(info.software_version);
+    case 1:
+        return text_of(info.hardware_version);
+    case 2:
+        return main_config_int("MMI", "show_psn", "1") ? text_of(info.psn) : std::string();
+    case 3:
+        return verdict_digits(info.flags) + "\n";
+    case 4:
+        return text_of(info.boardnum);
+    default:
+        return text_of(info.flash_info);
     }
 }
 
@@ -93,7 +104,9 @@ void draw_row(HWND sv, HSVITEM item, HDC hdc, RECT *rect) {
     LineTo(hdc, rect->right - 1, rect->bottom - 1);
     SetTextColor(hdc, SysPixelIndex[19]);
     const int size = screen_width() < 1380 ? screen_width() / 15 / 4 * 4 : 90;
-    draw_text_fitted(hdc, scrollview_get_item_text(item), {rect->left + 6, rect->top, rect->right - 6, rect->bottom},
+    const int margin = screen_width() / 90 + 3;
+    draw_text_fitted(hdc, scrollview_get_item_text(item),
+                     {rect->left + margin, rect->top, rect->right - margin, rect->bottom},
                      DT_LEFT | DT_WORDBREAK, 'r', size);
 }
 
@@ -124,8 +137,8 @@ void fill(HWND hwnd) {
 
 void build(HWND hwnd) {
     const int width = screen_width();
-    const HWND title = CreateWindowEx("static", lang_text("title_ProduceInfo"), 0x8400101, 0, ID_TITLE, 0, 0, width,
-                                      status_bar_height(), hwnd, 0);
+    const HWND title = CreateWindowEx("static", lang_text("title_ProduceInfo"), 0x8400101, 0, ID_TITLE, 0, 0,
+                                      width, status_bar_height(), hwnd, 0);
     SetWindowFont(title, g_font_title);
     const DWORD style = g_bTPShape == 1 ? 0xd840000b : 0xd840000a;
     const HWND sv = CreateWindowEx("scrollview", "", style, 2160, ID_LIST, 0, 0, width,
@@ -141,7 +154,8 @@ void refresh() {
     tp_skb_set_text_items(lang_text("Result_pass"), lang_text("Result_fail"), lang_text("softkeybar_back"));
     tp_skb_set_text_col(19);
     tp_skb_update();
-    tp_batteryshow_set_text_items_byIndex(lang_text("title_ProduceInfo"), 1); // the rows cover the title control
+    tp_batteryshow_set_text_items_byIndex(lang_text("title_ProduceInfo"),
+                                          1); // the rows cover the title control
     tp_batteryshow_update();
 }
 
@@ -218,13 +232,14 @@ void mmi_CreateTestInfoWnd() {
     }
     info_wnd = hwnd;
     ShowWindow(hwnd, SW_SHOWNORMAL);
-    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "tki_api_Get_TestInfo begin,g_currentwndCreated=%d.%s", screen_open ? 1 : 0,
-            SOURCE);
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "tki_api_Get_TestInfo begin,g_currentwndCreated=%d.%s",
+            screen_open ? 1 : 0, SOURCE);
     if (tki_api_Get_TestInfo) tki_api_Get_TestInfo(Get_testinfo_callback);
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "tki_api_Get_TestInfo end.%s", SOURCE);
 }
 
-// ---- the PC's readers ---------------------------------------------------------------------------------------
+// ---- the PC's readers
+// ---------------------------------------------------------------------------------------
 
 void clear_record() {
     std::lock_guard guard(record_lock);
@@ -234,12 +249,18 @@ void clear_record() {
 std::string stored_field(int field) {
     std::lock_guard guard(record_lock);
     switch (field) {
-    case TEST_INFO_BARCODE: return text_of(record.info.boardnum);
-    case TEST_INFO_IMEI: return text_of(record.info.psn);
-    case TEST_INFO_INTERNAL_SOFTWARE: return text_of(record.internal_version);
-    case TEST_INFO_EXTERNAL_SOFTWARE: return text_of(record.external_version);
-    case TEST_INFO_HARDWARE: return text_of(record.info.hardware_version);
-    default: return text_of(record.info.flash_info);
+    case TEST_INFO_BARCODE:
+        return text_of(record.info.boardnum);
+    case TEST_INFO_IMEI:
+        return text_of(record.info.psn);
+    case TEST_INFO_INTERNAL_SOFTWARE:
+        return text_of(record.internal_version);
+    case TEST_INFO_EXTERNAL_SOFTWARE:
+        return text_of(record.external_version);
+    case TEST_INFO_HARDWARE:
+        return text_of(record.info.hardware_version);
+    default:
+        return text_of(record.info.flash_info);
     }
 }
 

@@ -9,14 +9,14 @@ void mmi_TestInfoEntry(); // GUI thread
 void Get_testinfo_callback(tki_module_data *module);
 
 enum TestInfoField {
-    TEST_INFO_BARCODE = 0,           // board number
-    TEST_INFO_IMEI = 1,              // PSN
+    TEST_INFO_BARCODE = 0, // board number
+    TEST_INFO_IMEI = 1,    // PSN
     TEST_INFO_INTERNAL_SOFTWARE = 2,
     TEST_INFO_EXTERNAL_SOFTWARE = 3,
     TEST_INFO_HARDWARE = 4,
     TEST_INFO_FLASH_TYPE = 5,
 };
-// Writes at most maxoutlen bytes of the field to out, without a terminator; asks the factory library first unless the
-// screen is open. 1 when the field was there within ten seconds, else 0 and out is untouched. Blocks; any thread but
-// the GUI thread, one at a time.
+// Writes at most maxoutlen bytes of the field to out, without a terminator; asks the factory library first
+// unless the screen is open. 1 when the field was there within ten seconds, else 0 and out is untouched.
+// Blocks; any thread but the GUI thread, one at a time.
 int test_info_read_field(int field, char *out, int maxoutlen);

@@ -27,9 +27,12 @@ std::string verdict_digits(const uint8_t *area) {
         if (shown(i) && (result == 1 || result == 2)) digits += static_cast<char>('0' + result);
     }
     const int total = g_testinfo[STATION_CAC_PREVIEW].test_result;
-    if (total == 2) LOG_RAW(ANDROID_LOG_DEBUG, TAG, "item_TestInfoIndex=%d,fail.", STATION_CAC_PREVIEW);
-    else if (total != 1) LOG_RAW(ANDROID_LOG_DEBUG, TAG, "item_TestInfoIndex=%d,no test", STATION_CAC_PREVIEW);
-    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "g_testinfo[CAC_PREVIEW].test_result=%d,isTotalResult=%d", total, total == 1);
+    if (total == 2)
+        LOG_RAW(ANDROID_LOG_DEBUG, TAG, "item_TestInfoIndex=%d,fail.", STATION_CAC_PREVIEW);
+    else if (total != 1)
+        LOG_RAW(ANDROID_LOG_DEBUG, TAG, "item_TestInfoIndex=%d,no test", STATION_CAC_PREVIEW);
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "g_testinfo[CAC_PREVIEW].test_result=%d,isTotalResult=%d", total,
+            total == 1);
     digits += total == 1 ? '1' : total == 2 ? '2' : '0';
     return digits;
 }

@@ -44,7 +44,8 @@ protected:
     void open(int n, const char *message = "message", HWND host = HWND_NULL) {
         static const char *const texts[] = {"yes", "no", "third"};
         DestroyDialog(dialog);
-        dialog = CreateDialog("title", message, 45, 427, 630, 426, host ? host : owner, owner, 1, texts, n, 0);
+        dialog =
+            CreateDialog("title", message, 45, 427, 630, 426, host ? host : owner, owner, 1, texts, n, 0);
         ASSERT_NE(dialog, DIALOG_NONE);
         ASSERT_EQ(DoModal(dialog), 1);
         tp_gui_pump();
@@ -88,7 +89,8 @@ TEST_F(DialogTest, TouchesChooseInsideTheButtonRow) {
     // The row: 45..675 x 712..853, two buttons of 315.
     const struct {
         int x, y, answer;
-    } rows[] = {{45, 712, 0}, {359, 852, 0}, {360, 712, 1}, {674, 852, 1}, {675, 800, -1}, {44, 800, -1}, {300, 711, -1}, {300, 853, -1}};
+    } rows[] = {{45, 712, 0},   {359, 852, 0}, {360, 712, 1},  {674, 852, 1},
+                {675, 800, -1}, {44, 800, -1}, {300, 711, -1}, {300, 853, -1}};
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::Message() << row.x << "," << row.y);
         answers.clear();
@@ -159,7 +161,8 @@ TEST_F(DialogTest, NothingIsAcceptedWhereADialogBelongs) {
 
 // Every text lies inside the dialog, on the smallest and the largest screen.
 TEST_F(DialogTest, LongMessagesBreakIntoLinesThatFit) {
-    const std::string message = "The battery temperature is too high, please remove the charger and wait for a while";
+    const std::string message =
+        "The battery temperature is too high, please remove the charger and wait for a while";
     for (const auto &[w, h] : {std::pair{240, 320}, {720, 1280}, {1440, 3120}}) {
         SCOPED_TRACE(w);
         DestroyDialog(dialog);
@@ -169,14 +172,17 @@ TEST_F(DialogTest, LongMessagesBreakIntoLinesThatFit) {
         const char *const button = "OK";
         const int dw = w / 8 * 7, dh = h / 3;
         const RECT box{(w - dw) / 2, (h - dh) / 2 + dh / 3, (w - dw) / 2 + dw, (h - dh) / 2 + 2 * dh / 3};
-        dialog = CreateDialog("title", message.c_str(), box.left, (h - dh) / 2, dw, dh, owner, owner, 1, &button, 1, 0);
+        dialog = CreateDialog("title", message.c_str(), box.left, (h - dh) / 2, dw, dh, owner, owner, 1,
+                              &button, 1, 0);
         ASSERT_EQ(DoModal(dialog), 1);
         tp_gui_pump();
         const std::string dump = tp_gui_dump();
         const size_t at = dump.find("\"text\":\"" + message + "\"");
         ASSERT_NE(at, std::string::npos);
         RECT r{};
-        ASSERT_EQ(std::sscanf(dump.c_str() + dump.find("\"rect\":[", at), "\"rect\":[%d,%d,%d,%d]", &r.left, &r.top, &r.right, &r.bottom), 4);
+        ASSERT_EQ(std::sscanf(dump.c_str() + dump.find("\"rect\":[", at), "\"rect\":[%d,%d,%d,%d]", &r.left,
+                              &r.top, &r.right, &r.bottom),
+                  4);
         EXPECT_TRUE(r.left >= box.left && r.top >= box.top && r.right <= box.right && r.bottom <= box.bottom)
             << r.left << "," << r.top << "," << r.right << "," << r.bottom;
     }

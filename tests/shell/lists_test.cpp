@@ -40,7 +40,8 @@ TEST_F(ListsTest, PretestRowsNeedTheirSetting) {
     const struct {
         const char *config;
         size_t rows;
-    } cases[] = {{"[MMI]\npretest_menu_enable=1\n", 4}, {"[MMI]\npretest_menu_enable=0\n", 2}, {"[MMI]\nx=1\n", 2}};
+    } cases[] = {
+        {"[MMI]\npretest_menu_enable=1\n", 4}, {"[MMI]\npretest_menu_enable=0\n", 2}, {"[MMI]\nx=1\n", 2}};
     for (const auto &c : cases) {
         start(720, 1280);
         config(c.config);
@@ -65,8 +66,13 @@ TEST_F(ListsTest, PassedHandsetIsAskedFirst) {
         int station, row;
         const char *asked; // empty: starts at once
     } rows[] = {
-        {64, 0, "menu_AutoTest"}, {64, 2, "menu_AutoTest_EX"}, {64, 3, "menu_AutoTest_EX2"},
-        {65, 0, "menu_AutoTest"}, {65, 2, "menu_AutoTest_EX"}, {65, 3, ""}, {66, 0, ""},
+        {64, 0, "menu_AutoTest"},
+        {64, 2, "menu_AutoTest_EX"},
+        {64, 3, "menu_AutoTest_EX2"},
+        {65, 0, "menu_AutoTest"},
+        {65, 2, "menu_AutoTest_EX"},
+        {65, 3, ""},
+        {66, 0, ""},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::Message() << "station " << row.station << " row " << row.row);
@@ -75,7 +81,8 @@ TEST_F(ListsTest, PassedHandsetIsAskedFirst) {
         std::memset(area, 0, sizeof area);
         set_station(row.station, 1);
         if (!*row.asked) set_station(66, 1); // lets pretest 2 start
-        config("[MMI]\npretest_menu_enable=1\n[TKI_LCD]\nenable=1\npre=0\nparameter=\n[TKI_KEYS]\nenable=1\nparameter=\n");
+        config("[MMI]\npretest_menu_enable=1\n[TKI_LCD]\nenable=1\npre=0\nparameter=\n[TKI_KEYS]\nenable="
+               "1\nparameter=\n");
         open_menu();
         mmi_DeviceTestEntry();
         choose(row.row);
@@ -102,14 +109,16 @@ TEST_F(ListsTest, NothingIsChosenDuringARun) {
 // ---- item list
 
 TEST_F(ListsTest, ItemsCarryTheirVerdictAndOpenAlone) {
-    config("[MMI]\npretest_menu_enable=0\n[TKI_LCD]\nenable=1\nparameter=\n[TKI_KEYS]\nenable=1\nparameter=\n[TKI_TPSELF]\nenable=1\nparameter=\n"
+    config("[MMI]\npretest_menu_enable=0\n[TKI_LCD]\nenable=1\nparameter=\n[TKI_KEYS]\nenable=1\nparameter="
+           "\n[TKI_TPSELF]\nenable=1\nparameter=\n"
            "[TKI_TOUCH]\nenable=1\nparameter=\n");
     set_station(280, 1);
     set_station(312, 2);
     open_menu();
     mmi_ItemTestEntry();
     tp_gui_pump();
-    EXPECT_EQ(rows(), (std::vector<std::string>{"menu_LCDTest", "menu_KeyTest", "title_TPSelfTest", "menu_TouchTest"}));
+    EXPECT_EQ(rows(), (std::vector<std::string>{"menu_LCDTest", "menu_KeyTest", "title_TPSelfTest",
+                                                "menu_TouchTest"}));
     EXPECT_EQ(color_of("menu_LCDTest"), 10);
     EXPECT_EQ(color_of("menu_KeyTest"), 12);
     EXPECT_EQ(color_of("title_TPSelfTest"), 19);
@@ -185,8 +194,9 @@ TEST_F(InfoTest, ScreenFillsItselfWhenTheAnswerArrives) {
     tp_gui_pump();
     answer("EXT\nINT"); // a second answer replaces, not appends
     tp_gui_pump();
-    EXPECT_EQ(rows(), (std::vector<std::string>{"menu_SoftVer\nEXT\nINT", "menu_HardVer\nHW1", "menu_PSN\n",
-                                                "menu_FlagBit\n0\n", "menu_SN\nBOARD1", "menu_FlashType\nFLASH1"}));
+    EXPECT_EQ(rows(),
+              (std::vector<std::string>{"menu_SoftVer\nEXT\nINT", "menu_HardVer\nHW1", "menu_PSN\n",
+                                        "menu_FlagBit\n0\n", "menu_SN\nBOARD1", "menu_FlashType\nFLASH1"}));
     key(KEY_FAIL);
     EXPECT_EQ(stops, 1);
     EXPECT_EQ(GetActiveWindow(), g_main_menu_wnd);
@@ -204,8 +214,9 @@ TEST_F(InfoTest, ReadersAskCopyAndForget) {
     const struct {
         int field;
         const char *text;
-    } rows[] = {{TEST_INFO_BARCODE, "BOARD1"}, {TEST_INFO_IMEI, "PSN1"}, {TEST_INFO_INTERNAL_SOFTWARE, "INT"},
-                {TEST_INFO_EXTERNAL_SOFTWARE, "EXT"}, {TEST_INFO_HARDWARE, "HW1"}, {TEST_INFO_FLASH_TYPE, "FLASH1"}};
+    } rows[] = {{TEST_INFO_BARCODE, "BOARD1"},        {TEST_INFO_IMEI, "PSN1"},
+                {TEST_INFO_INTERNAL_SOFTWARE, "INT"}, {TEST_INFO_EXTERNAL_SOFTWARE, "EXT"},
+                {TEST_INFO_HARDWARE, "HW1"},          {TEST_INFO_FLASH_TYPE, "FLASH1"}};
     tki_api_Get_TestInfo = [](tki_callback cb) {
         asked = cb;
         answer("EXT\nINT");
@@ -225,7 +236,8 @@ TEST_F(InfoTest, ReadersAskCopyAndForget) {
         answer("ONE");
         return 0;
     };
-    EXPECT_EQ(test_info_read_field(TEST_INFO_INTERNAL_SOFTWARE, out, sizeof out), 0) << "a version of one line";
+    EXPECT_EQ(test_info_read_field(TEST_INFO_INTERNAL_SOFTWARE, out, sizeof out), 0)
+        << "a version of one line";
     EXPECT_STREQ(out, "PSz");
 }
 

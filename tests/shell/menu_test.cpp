@@ -95,7 +95,10 @@ TEST_F(MenuTest, RefreshShowsBatteryAndWifi) {
         int wifi, init;
         const char *keys;
         int color;
-    } wifi[] = {{0, 0, "||", -2}, {0, 1, "|softkeybar_connect|", 12}, {1, 0, "|softkeybar_connect|", 12}, {2, 0, "|softkeybar_disconnect|", 7}};
+    } wifi[] = {{0, 0, "||", -2},
+                {0, 1, "|softkeybar_connect|", 12},
+                {1, 0, "|softkeybar_connect|", 12},
+                {2, 0, "|softkeybar_disconnect|", 7}};
     for (const auto &w : wifi) {
         g_wifi_state = w.wifi;
         g_main_wifi_init_flag = w.init;
@@ -104,9 +107,7 @@ TEST_F(MenuTest, RefreshShowsBatteryAndWifi) {
         EXPECT_EQ(softkeys(), w.keys);
         EXPECT_EQ(color_of(w.wifi == 2 ? "softkeybar_disconnect" : "softkeybar_connect"), w.color);
     }
-    const struct {
-        int level, color;
-    } levels[] = {{31, 19}, {30, 12}, {0, 12}};
+    const struct { int level, color; } levels[] = {{31, 19}, {30, 12}, {0, 12}};
     for (const auto &l : levels) {
         g_batteryVolt = l.level;
         SendMessage(g_main_menu_wnd, MSG_ACTIVE, 1, 0);
@@ -138,7 +139,8 @@ TEST_F(MenuTest, DialogKeepsTheHandsetAwakeUntilAnswered) {
     calls[0] = 0;
     for (const int button : {KEY_FAIL, KEY_PASS}) {
         ask(1);
-        EXPECT_TRUE(shows("title_PowerOff") && shows("info_PowerOffNote") && shows("info_Yes") && shows("info_No"));
+        EXPECT_TRUE(shows("title_PowerOff") && shows("info_PowerOffNote") && shows("info_Yes") &&
+                    shows("info_No"));
         EXPECT_EQ(g_bOsIsCanIdle, 0);
         EXPECT_EQ(g_dialogcouldshow, 0);
         EXPECT_EQ(g_iCreateDialog, 1);
@@ -194,7 +196,8 @@ TEST_F(MenuTest, OneButtonRunsStartByCloseKeyOnly) {
     for (const int answer : {KEY_PASS, KEY_CLOSE, KEY_VOLDOWN}) {
         g_opened.clear();
         ask(7);
-        EXPECT_TRUE(shows("menu_AutoTest") && shows("info_continuetest") && shows("info_No") && !shows("info_Yes"));
+        EXPECT_TRUE(shows("menu_AutoTest") && shows("info_continuetest") && shows("info_No") &&
+                    !shows("info_Yes"));
         key(answer);
         EXPECT_EQ(g_opened.size(), answer == KEY_PASS ? 0u : 1u);
     }
@@ -379,10 +382,11 @@ TEST_F(MenuTest, SoftKeyTouchIsAKey) {
     }();
     static std::vector<std::pair<int, bool>> seen;
     seen.clear();
-    const MSGHOOK menu_hook = RegisterKeyMsgHook(nullptr, [](void *, HWND, UINT message, WPARAM code, LPARAM) {
-        seen.emplace_back(static_cast<int>(code), message == MSG_KEYDOWN);
-        return 1;
-    });
+    const MSGHOOK menu_hook =
+        RegisterKeyMsgHook(nullptr, [](void *, HWND, UINT message, WPARAM code, LPARAM) {
+            seen.emplace_back(static_cast<int>(code), message == MSG_KEYDOWN);
+            return 1;
+        });
     tp_skb_set_text_items("a", " ", "c");
     for (const int x : {10, 360, 710}) {
         PostMessage(bar, MSG_LBUTTONDOWN, 0, MAKELONG(x, 5));

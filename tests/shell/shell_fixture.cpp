@@ -53,7 +53,8 @@ void ShellTest::start(int width, int height) {
     reset_slots();
     reset_state();
     fake_panel::resize(width, height);
-    for (const char *file : {"/etc/tki_config.ini", "/data/pv_autotest_latest_pass", "/data/pv_autotest_restore_flag"})
+    for (const char *file :
+         {"/etc/tki_config.ini", "/data/pv_autotest_latest_pass", "/data/pv_autotest_restore_flag"})
         unlink(file);
     ASSERT_EQ(tp_man_lcd_get_info_only(), 0);
     ASSERT_EQ(InitGUI(), 0);

@@ -1,5 +1,5 @@
-// A handset's screen in memory with the shell on it. Tests act with keys, touches and messages, and look at the
-// description of the screen, at flags and at files.
+// A handset's screen in memory with the shell on it. Tests act with keys, touches and messages, and look at
+// the description of the screen, at flags and at files.
 #pragma once
 
 #include "support/fake_panel.h"
@@ -26,17 +26,31 @@ protected:
     // The main configuration, with the line ends of the installed file; language texts stay their keys.
     static void config(const std::string &text);
     // Builds the menu; without input devices its loop returns at once.
-    static void open_menu() { kmt_CreateMainMenuWnd(); settle(); }
-    static void key(int code) { press(code); release(code); }
-    static void press(int code) { tp_gui_inject_key(code, true); settle(); }
-    static void release(int code) { tp_gui_inject_key(code, false); settle(); }
+    static void open_menu() {
+        kmt_CreateMainMenuWnd();
+        settle();
+    }
+    static void key(int code) {
+        press(code);
+        release(code);
+    }
+    static void press(int code) {
+        tp_gui_inject_key(code, true);
+        settle();
+    }
+    static void release(int code) {
+        tp_gui_inject_key(code, false);
+        settle();
+    }
     // Handles everything pending; what a hook posts is pending for the next pump only.
-    static void settle() { for (int idle = 0; idle < 2;) idle = tp_gui_pump() ? 0 : idle + 1; }
+    static void settle() {
+        for (int idle = 0; idle < 2;) idle = tp_gui_pump() ? 0 : idle + 1;
+    }
     // Pumps until the condition holds; false after two seconds.
     static bool pump_until(const std::function<bool()> &condition);
     static bool shows(const std::string &text); // anywhere on the described screen
     static std::string softkeys();              // "left|middle|right"
     // Colour index of a text on the screen, -2 when it is not there.
     static int color_of(const std::string &text);
-    static std::vector<std::string> rows();     // of the active window's list
+    static std::vector<std::string> rows(); // of the active window's list
 };

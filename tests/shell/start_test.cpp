@@ -80,8 +80,12 @@ TEST_F(StartTest, ReducedWindowSpeaksTheProductsLanguage) {
         tp_gui_pump();
         EXPECT_TRUE(shows("title_ftm"));
         const bool chinese = *locale;
-        EXPECT_EQ(shows("info_FTMPowerOffNote1") && shows("info_FTMPowerOffNote3") && shows("info_FTMPowerOffNote5"), chinese);
-        EXPECT_EQ(shows("info_FTMPowerOffNote") && shows("info_FTMPowerOffNote2") && shows("info_FTMPowerOffNote4"), !chinese);
+        EXPECT_EQ(shows("info_FTMPowerOffNote1") && shows("info_FTMPowerOffNote3") &&
+                      shows("info_FTMPowerOffNote5"),
+                  chinese);
+        EXPECT_EQ(shows("info_FTMPowerOffNote") && shows("info_FTMPowerOffNote2") &&
+                      shows("info_FTMPowerOffNote4"),
+                  !chinese);
         EXPECT_EQ(color_of(chinese ? "info_FTMPowerOffNote5" : "info_FTMPowerOffNote"), 19);
     }
 }

@@ -8,8 +8,12 @@ std::vector<std::string> g_opened;
 
 namespace {
 template <int N> void open_item() { g_opened.emplace_back(TestItemWinMenu_TOTAL[N].config_domain); }
-template <int N> void open_aux() { g_opened.emplace_back(std::string("AUX:") + AuxLCD_TestItemWinMenu_TOTAL[N].config_domain); }
-template <int N> void open_monomer() { g_opened.emplace_back(MonomerPreview_TestItemWinMenu_TOTAL[N].config_domain); }
+template <int N> void open_aux() {
+    g_opened.emplace_back(std::string("AUX:") + AuxLCD_TestItemWinMenu_TOTAL[N].config_domain);
+}
+template <int N> void open_monomer() {
+    g_opened.emplace_back(MonomerPreview_TestItemWinMenu_TOTAL[N].config_domain);
+}
 } // namespace
 
 int g_testitemnum_total = TESTITEM_TOTAL;
