@@ -97,11 +97,14 @@ void add_hardware(CLI::App &app, int *status) {
     flag->add_option("station", *what, "STATION or STATION=pass|fail|untested; nothing lists all that are set");
     flag->footer("Examples:\n  ./handset flags\n  ./handset flags 280=untested");
     add_files(app, status);
-    auto line = std::make_shared<std::vector<std::string>>();
+    // Words are taken as they come, options of the command included; only -n is ours.
+    auto self = std::make_shared<CLI::App *>(nullptr);
     CLI::App *sh = command(app, "shell", "run a command on the handset, or many from standard input", status,
-                           [line](const vh::Client &handset) { return shell(handset, CLI::detail::join(*line, " ")); });
-    sh->add_option("command", *line, "the command line; without it, lines are read until 'exit'");
-    sh->footer("Examples:\n  ./handset shell \"ls -l /data\"\n  ./handset shell");
+                           [self](const vh::Client &handset) { return shell(handset, CLI::detail::join((*self)->remaining(), " ")); });
+    *self = sh;
+    sh->allow_extras();
+    sh->footer("Without a command, lines are read until 'exit' or the end of the input.\n"
+               "Examples:\n  ./handset shell \"ls -l /data\"\n  ./handset shell");
 }
 
 } // namespace cli
