@@ -1,7 +1,7 @@
 // What every file of the factory library shares.
 #pragma once
 
-#include <common/log.h>
+#include <common/hal_log.h>
 #include <tki_factory.h>
 
 #define FACTORY_TAG "FACTORY"
