@@ -24,7 +24,7 @@ std::string_view trimmed(std::string_view text) {
 
 void put_text(char *out, std::string_view text) {
     const size_t length = std::min(text.size(), static_cast<size_t>(CFG_TEXT - 1));
-    memcpy(out, text.data(), length);
+    if (length > 0) memcpy(out, text.data(), length);
     out[length] = '\0';
 }
 } // namespace
