@@ -196,7 +196,7 @@ int scrollview_get_content_height(HWND sv);                   // sum of the rows
 // ---- hooks, capture, timers -------------------------------------------------------------------------------
 using MSGHOOK = int (*)(void *context, HWND dst, UINT message, WPARAM wParam, LPARAM lParam);
 // See every key (or touch) before its window; result 1 swallows it. Both return the hook installed before; null
-// removes.
+// removes. A touch hook gets screen coordinates; dst is HWND_NULL where no window would get it.
 MSGHOOK RegisterKeyMsgHook(void *context, MSGHOOK hook);
 MSGHOOK RegisterMouseMsgHook(void *context, MSGHOOK hook);
 
@@ -276,7 +276,8 @@ int FillBoxWithBitmap(HDC hdc, int x, int y, int w, int h, const BITMAP *bmp); /
 // ---- description ------------------------------------------------------------------------------------------
 // The screen as JSON in UTF-8: {"width","height","active","windows":[{"class","caption","rect":[l,t,r,b],"visible",
 // "id","softkeys":[..]?,"texts":[{"text","rect","color"}],"children":[..]}]}, topmost window last. Texts are those of
-// each window's last paint in screen coordinates; color is the index in SysPixelIndex, -1 for other pixels.
+// each window's last paint in screen coordinates; color is the index in SysPixelIndex, -1 for other pixels. "active" is
+// the caption of the active window, "" without one. "windows" holds hidden main windows too, with "visible" false.
 std::string tp_gui_dump();
 // Sets the soft key texts that the description shows for a window (the shell's soft key bar).
 void tp_gui_describe_softkeys(HWND bar, const char *left, const char *middle, const char *right);

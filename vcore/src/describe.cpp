@@ -1,6 +1,7 @@
 // The description of the screen as JSON.
 #include <tp_gui.h>
 
+#include <algorithm>
 #include <iconv.h>
 #include <string_view>
 
@@ -23,21 +24,18 @@ public:
 
     std::string convert(const std::string &text) {
         if (!ok()) return text;
-        std::string out;
-        char *in = const_cast<char *>(text.data());
-        size_t left = text.size();
+        // Room for the worst at once: the converter starts over for what does not fit.
+        std::string out(text.size() * REPLACEMENT.size(), '\0');
+        char *in = const_cast<char *>(text.data()), *to = out.data();
+        size_t left = text.size(), room = out.size();
         iconv(handle_, nullptr, nullptr, nullptr, nullptr);
-        while (left > 0) {
-            char block[256];
-            char *to = block;
-            size_t room = sizeof block;
-            const bool stopped = iconv(handle_, &in, &left, &to, &room) == static_cast<size_t>(-1);
-            out.append(block, sizeof block - room);
-            if (!stopped || room < 8) continue; // 8: the longest character and more, the block was full
-            out += REPLACEMENT;
+        while (left > 0 && iconv(handle_, &in, &left, &to, &room) == static_cast<size_t>(-1)) {
+            to = std::copy(REPLACEMENT.begin(), REPLACEMENT.end(), to);
+            room -= REPLACEMENT.size();
             ++in;
             --left;
         }
+        out.resize(out.size() - room);
         return out;
     }
 

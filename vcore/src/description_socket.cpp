@@ -7,7 +7,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <tp_gui.h>
@@ -21,7 +20,8 @@ constexpr size_t MOST_CLIENTS = 8;
 struct Client {
     int fd;
     bool answered = false;
-    std::string rest{}; // of the document, not taken by the kernel yet
+    std::shared_ptr<const std::string> document{};
+    size_t sent = 0;
 
     explicit Client(int descriptor) : fd(descriptor) {}
     ~Client() { close(fd); }
@@ -34,11 +34,12 @@ std::vector<std::unique_ptr<Client>> g_clients;
 
 // True when the client is done with: it has everything, or it is gone.
 bool send_rest(Client &client) {
-    while (!client.rest.empty()) {
-        const ssize_t n = send(client.fd, client.rest.data(), client.rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    while (client.sent < client.document->size()) {
+        const ssize_t n = send(client.fd, client.document->data() + client.sent, client.document->size() - client.sent,
+                               MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) return errno != EAGAIN;
-        client.rest.erase(0, static_cast<size_t>(n));
+        client.sent += static_cast<size_t>(n);
     }
     return true;
 }
@@ -102,11 +103,11 @@ bool description_pending() {
 
 void description_answer() {
     if (!description_pending()) return;
-    const std::string document = tp_gui_dump();
+    const auto document = std::make_shared<const std::string>(tp_gui_dump());
     std::erase_if(g_clients, [&document](const auto &c) {
         if (c->answered) return false;
         c->answered = true;
-        c->rest = document;
+        c->document = document;
         return send_rest(*c);
     });
 }

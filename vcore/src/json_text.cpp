@@ -1,5 +1,6 @@
 #include "json_text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vcore {
@@ -37,7 +38,14 @@ void append_ascii(std::string &out, char c) {
 
 std::string json_quoted(std::string_view utf8) {
     std::string out = "\"";
+    out.reserve(utf8.size() + 2);
     while (!utf8.empty()) {
+        // Most texts are plain to their end.
+        const auto plain = static_cast<size_t>(
+            std::find_if_not(utf8.begin(), utf8.end(), [](char c) { return c >= 0x20 && c != '"' && c != '\\' && c < 0x7f; }) - utf8.begin());
+        out += utf8.substr(0, plain);
+        utf8.remove_prefix(plain);
+        if (utf8.empty()) break;
         const size_t size = character_size(utf8);
         if (size == 1) append_ascii(out, utf8.front());
         else if (size == 0) out += "\xEF\xBF\xBD";

@@ -95,7 +95,7 @@ LRESULT window_call(const WindowRef &window, UINT message, WPARAM wParam, LPARAM
     const int64_t own = total - (g_excluded_ns - excluded_before);
     g_excluded_ns = excluded_before + total;
     if (own > SLOW_CALL_NS)
-        __android_log_print(ANDROID_LOG_WARN, "VCORE", "%s slow window procedure: %s \"%s\" message %u took %lld ms",
+        __android_log_print(ANDROID_LOG_WARN, "VCORE", "%s slow window procedure: %s \"%.64s\" message %u took %lld ms",
                             __func__, alive->class_name.c_str(), alive->caption.c_str(), message,
                             static_cast<long long>(own / 1'000'000));
     return result;
