@@ -253,7 +253,7 @@ TEST_F(MenuTest, ShortPressTogglesSleepLongPressAsks) {
     tp_clock_sleep_ms(200);
     release(KEY_POWER_CODE);
     EXPECT_EQ(g_bCurrentSleepStatus, 0);
-    EXPECT_FALSE(pump_until([] { return g_iCreateDialog == 1; })) << "a released key never asks";
+    EXPECT_FALSE(pump_until([] { return g_iCreateDialog == 1; }, 100)) << "a released key never asks";
 
     g_bCurrentSleepStatus = 1;
     press(KEY_POWER_CODE);
@@ -274,7 +274,7 @@ TEST_F(MenuTest, ShortPressTogglesSleepLongPressAsks) {
     key(KEY_FAIL);
     g_dialogcouldshow = 0;
     press(KEY_POWER_CODE);
-    EXPECT_FALSE(pump_until([] { return g_iCreateDialog == 1; }));
+    EXPECT_FALSE(pump_until([] { return g_iCreateDialog == 1; }, 100));
     release(KEY_POWER_CODE);
     g_dialogcouldshow = 1;
 }

@@ -84,8 +84,8 @@ std::string ShellTest::read_text(const char *path) {
 
 bool ShellTest::exists(const char *path) { return access(path, F_OK) == 0; }
 
-bool ShellTest::pump_until(const std::function<bool()> &condition) {
-    const int64_t end = tp_clock_mono_ns() + static_cast<int64_t>(2e9 * tp_clock_scale());
+bool ShellTest::pump_until(const std::function<bool()> &condition, int ms) {
+    const int64_t end = tp_clock_mono_ns() + static_cast<int64_t>(ms * 1e6 * tp_clock_scale());
     while (!condition()) {
         if (tp_clock_mono_ns() > end) return false;
         tp_gui_pump();

@@ -46,8 +46,8 @@ protected:
     static void settle() {
         for (int idle = 0; idle < 2;) idle = tp_gui_pump() ? 0 : idle + 1;
     }
-    // Pumps until the condition holds; false after two seconds.
-    static bool pump_until(const std::function<bool()> &condition);
+    // Pumps until the condition holds; false after the time, which is not scaled.
+    static bool pump_until(const std::function<bool()> &condition, int ms = 5000);
     static bool shows(const std::string &text); // anywhere on the described screen
     static std::string softkeys();              // "left|middle|right"
     // Colour index of a text on the screen, -2 when it is not there.
