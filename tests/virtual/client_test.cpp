@@ -143,5 +143,5 @@ TEST(ScreenView, FrontWindowTextsAndSoftKeys) {
     EXPECT_EQ(view.find("Title")->x(), 50);
     EXPECT_TRUE(view.shows("80%"));
     EXPECT_FALSE(view.shows("no"));
-    EXPECT_NO_THROW(vh::ScreenView(nlohmann::json::object()));
+    EXPECT_TRUE(vh::ScreenView{nlohmann::json::object()}.all().empty()); // nothing but the frame of a description
 }
