@@ -66,7 +66,7 @@ void Client::push(const std::string &source, const std::string &destination) con
     require_file(from.get(), source);
     const Place place = place_of(*this, destination);
     std::string relative = place.relative;
-    if (relative.back() == '/' || open_below(place, relative, O_PATH | O_DIRECTORY))
+    if (relative.back() == '/' || open_below(place, relative, O_RDONLY | O_DIRECTORY))
         relative += "/" + std::filesystem::path(source).filename().string();
     Fd to = open_below(place, relative, O_WRONLY | O_CREAT | O_TRUNC);
     if (!to)
