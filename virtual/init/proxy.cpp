@@ -123,6 +123,8 @@ void PcProxy::accept_client() {
     vh::Fd server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const int on = 1;
     setsockopt(server.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    // One repeated attempt (3 s): the interface is down until the program brings it up, and then nothing ever answers.
+    setsockopt(server.get(), IPPROTO_TCP, TCP_SYNCNT, &on, sizeof on);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(at_port()));

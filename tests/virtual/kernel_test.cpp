@@ -1,0 +1,114 @@
+// The attribute table and the hardware behind it, without a sandbox.
+#include "kernel/device.h"
+
+#include <cerrno>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace vh;
+
+namespace {
+const std::string BACKLIGHT = "/sys/class/leds/lcd-backlight/brightness";
+const std::string VIBRATOR = "/sys/class/leds/vibrator/";
+const std::string BATTERY = "/sys/class/power_supply/battery/";
+
+class Kernel : public ::testing::Test {
+protected:
+    int write(const std::string &path, std::string_view bytes) { return tree.write(*tree.find(path), bytes); }
+    std::string read(const std::string &path) {
+        std::string out;
+        const int error = tree.read(*tree.find(path), out);
+        return error ? "error " + std::to_string(-error) : out;
+    }
+    Device device{Panel{}, 1};
+    Tree &tree = device.tree();
+};
+
+bool becomes(Tree &tree, const std::string &path, const std::string &value, int within_ms) {
+    for (int i = 0; i < within_ms; ++i) {
+        if (tree.get(path) == value) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+}
+} // namespace
+
+TEST_F(Kernel, ADriverRefusesWhatItCannotMean) {
+    for (const char *bad : {"abc", "", "\n", "256", "-1", "1 2", "1x", "99999999999999999999", "10\n\n"})
+        EXPECT_EQ(write(BACKLIGHT, bad), -EINVAL) << '"' << bad << '"';
+    EXPECT_EQ(read(BACKLIGHT), "100\n") << "a refused value leaves the old one";
+    EXPECT_EQ(write(BACKLIGHT, "007\n"), 0);
+    EXPECT_EQ(read(BACKLIGHT), "7\n");
+    EXPECT_EQ(write("/sys/power/autosleep", "men"), -EINVAL);
+    EXPECT_EQ(write("/sys/power/autosleep", "mem"), 0);
+    EXPECT_EQ(write("/proc/panel_reg", std::string(4097, 'x')), -EINVAL);
+}
+
+TEST_F(Kernel, OrderedFaults) {
+    ASSERT_TRUE(tree.set_fault(BACKLIGHT, *parse_fault("eio")));
+    EXPECT_EQ(write(BACKLIGHT, "1"), -EIO);
+    EXPECT_EQ(read(BACKLIGHT), "error 5");
+    ASSERT_TRUE(tree.set_fault(BACKLIGHT, *parse_fault("stale")));
+    EXPECT_EQ(write(BACKLIGHT, "1"), 0);
+    EXPECT_EQ(write(BACKLIGHT, "2"), 0);
+    EXPECT_EQ(read(BACKLIGHT), "100\n");
+    EXPECT_EQ(tree.get(BACKLIGHT), "2") << "the hardware took it";
+    ASSERT_TRUE(tree.set_fault(BACKLIGHT, *parse_fault("delay=60")));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(read(BACKLIGHT), "2\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(60));
+    tree.reset();
+    EXPECT_EQ(tree.find(BACKLIGHT)->fault.kind, Fault::Kind::delay) << "a boot mends nothing";
+    for (const char *bad : {"", "EIO", "delay", "delay=", "delay=-1", "delay=5s"}) EXPECT_FALSE(parse_fault(bad)) << bad;
+    EXPECT_FALSE(tree.set_fault("/sys/class", Fault{}));
+}
+
+TEST_F(Kernel, ABootResetsDriversAndKeepsTheHardware) {
+    write(BACKLIGHT, "3");
+    tree.set(BATTERY + "capacity", "41");
+    tree.set("/sys/class/power_supply/ac/online", "1");
+    tree.reset();
+    EXPECT_EQ(read(BACKLIGHT), "100\n");
+    EXPECT_EQ(read(BATTERY + "capacity"), "41\n");
+    EXPECT_EQ(read("/sys/class/power_supply/ac/online"), "1\n");
+}
+
+TEST_F(Kernel, VibratorEndsAfterItsDurationUnlessRenewed) {
+    write(VIBRATOR + "duration", "150");
+    write(VIBRATOR + "activate", "1");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    write(VIBRATOR + "activate", "1");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(read(VIBRATOR + "activate"), "1\n");
+    EXPECT_TRUE(becomes(tree, VIBRATOR + "activate", "0", 1000));
+    write(VIBRATOR + "duration", "-1");
+    write(VIBRATOR + "activate", "1");
+    EXPECT_FALSE(becomes(tree, VIBRATOR + "activate", "0", 100)) << "without a limit until it is switched off";
+    Device fast(Panel{}, 100);
+    fast.tree().write(*fast.tree().find(VIBRATOR + "duration"), "2000");
+    fast.tree().write(*fast.tree().find(VIBRATOR + "activate"), "1");
+    EXPECT_TRUE(becomes(fast.tree(), VIBRATOR + "activate", "0", 1000)) << "2 s last 20 ms at a hundredfold speed";
+}
+
+TEST_F(Kernel, ChargerAndSwitchDecideTheBatteryStatus) {
+    EXPECT_EQ(read(BATTERY + "status"), "Charging\n");
+    write(BATTERY + "charging_enabled", "0");
+    EXPECT_EQ(read(BATTERY + "status"), "Not charging\n");
+    tree.set("/sys/class/power_supply/usb/online", "0");
+    EXPECT_EQ(read(BATTERY + "status"), "Discharging\n");
+    EXPECT_EQ(tree.get(BATTERY + "current_now").value_or("").front(), '-');
+    write(BATTERY + "charging_enabled", "1");
+    tree.set(BATTERY + "capacity", "100");
+    tree.set("/sys/class/power_supply/wireless/online", "1");
+    EXPECT_EQ(read(BATTERY + "status"), "Full\n");
+}
+
+TEST(PanelFile, HoldsTwoPagesAndATail) {
+    for (const Panel panel : {Panel{720, 1280}, Panel{1080, 2400}, Panel{241, 321}}) {
+        EXPECT_GE(panel.stride(), panel.width * 4);
+        EXPECT_EQ(panel.file_size() % 4096, 0);
+        EXPECT_GE(panel.file_size() - 4096, panel.pixels_size());
+        EXPECT_LT(panel.file_size() - 8192, panel.pixels_size());
+    }
+}
