@@ -15,8 +15,8 @@ constexpr unsigned char PNG_BYTES[] = {
     0x49, 0x45, 0x4E, 0x44, 0xAE, 0x42, 0x60, 0x82};
 const std::string PNG_3X2(reinterpret_cast<const char *>(PNG_BYTES), sizeof PNG_BYTES);
 
-void put(std::string &out, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>(value >> (8 * i)));
+void put(std::string &out, uint64_t value, int bytes) {
+    for (; bytes > 0; --bytes, value >>= 8) out.push_back(static_cast<char>(value));
 }
 // Every pixel is 0xRRGGBB = its place.
 std::string bmp(int width, int height, int bits, uint32_t compression = 0) {
@@ -30,7 +30,7 @@ std::string bmp(int width, int height, int bits, uint32_t compression = 0) {
     put(out, static_cast<uint32_t>(bits), 2);
     put(out, compression, 4);
     put(out, 0, 20);
-    if (width > 100 || width < 0) return out;
+    if (width > 100 || width < 0 || height > 100 || height < -100) return out; // a header alone
     const int rows = std::abs(height);
     for (int line = 0; line < rows; ++line) {
         const int y = height > 0 ? rows - 1 - line : line;

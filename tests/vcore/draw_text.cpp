@@ -1,6 +1,7 @@
 // Texts: widths, places, line breaks, odd bytes, and the record that the screen's description is made of.
 #include "draw_page.h"
 
+#include <cstdio>
 #include <random>
 
 namespace {
@@ -232,6 +233,21 @@ TEST_F(DrawTexts, UnknownFamiliesUseTheDefaultAndPathsAreRefused) {
         DestroyLogFont(f);
     }
     DestroyLogFont(nullptr);
+}
+
+TEST_F(DrawTexts, WithoutAFontFileTextsAreBoxes) {
+    const char *file = "/system/fonts/song.ttc", *away = "/system/fonts/away";
+    fonts_terminate();
+    ASSERT_EQ(rename(file, away), 0);
+    EXPECT_EQ(fonts_init(), -1);
+    EXPECT_EQ(make('r', SIZE), nullptr);
+    Page page(200, 60);
+    EXPECT_EQ(TextOut(page.hdc, 0, 0, "ab"), GetTextWidth(nullptr, "a", -1) * 2);
+    EXPECT_GT(page.inked(), 10);
+    EXPECT_EQ(page.texts.at(0).utf8, "ab");
+    ASSERT_EQ(rename(away, file), 0);
+    EXPECT_EQ(fonts_init(), 0);
+    EXPECT_GT(width("a"), 0); // a font from before the file went
 }
 
 class TextRecord : public DrawTexts {
