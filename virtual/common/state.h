@@ -19,6 +19,7 @@
 //   run/pc.sock         (served by vinit inside)                     the PC channel: bytes to and from 127.0.0.1:port inside
 //   run/control.sock    -                                            the launcher's control socket (below)
 //   run/launcher.pid    -                                            process id of the launcher, locked while it lives
+//   image/              lower layer of /system                       made anew at every boot
 //   handset.json        -                                            boot options of this handset (size, bootmode, speed ...)
 //
 // Log line: "MM-DD HH:MM:SS.mmm PID TID P TAG: text" LF; P is one of V D I W E F. Line feeds inside a text become "\n"
@@ -30,9 +31,13 @@
 //                                    "crash" ...), size [w,h], port
 //   stop | reboot                 ends or restarts the handset
 //   boot                          boots one that is off
+//                                    "state" is "running" once the first process inside is ready; "last" is also "start", "exit"
+//                                    and "boot-loop"; a pid is -1 while there is none
 //   attr {path[, value]}          reads or sets a kernel attribute as the kernel would (from the hardware's side) -> value
 //   fault {path, fault}           fault: "eio", "stale", "delay=MS", "none"
-//   exec {argv, stdin?}           runs a command in the handset's namespaces -> status, output (base64 free: text)
+//   exec {argv, stdin?}           runs a command in the handset's namespaces -> status, output (base64 free: text). With three
+//                                    descriptors sent along (SCM_RIGHTS) these are its standard ones -> status. It is killed
+//                                    when the client hangs up
 #pragma once
 
 #include <string>

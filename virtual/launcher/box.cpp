@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <poll.h>
 #include <sched.h>
 #include <stdexcept>
@@ -28,6 +29,13 @@ void write_file_once(const char *path, const std::string &text) {
     const Fd fd(open(path, O_WRONLY | O_CLOEXEC));
     if (!fd || write(fd.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         throw std::runtime_error(std::string(path) + ": " + strerror(errno));
+}
+
+// The port inside that the PC link leads to.
+int at_port(const StatePaths &paths) {
+    std::ifstream file(paths.props() + "/persist.vxo.at.port");
+    int port = 0;
+    return file >> port && port > 0 && port < 65536 ? port : 3535;
 }
 
 std::chrono::milliseconds short_boot(double speed) {
@@ -219,13 +227,15 @@ void Box::handle_message(const Message &message) {
 }
 
 nlohmann::json Box::status() {
+    const int port = at_port(paths_);
     const std::scoped_lock lock(mutex_);
     return {{"state", state_},
             {"boots", boots_},
             {"init_pid", init_pid_},
             {"program_pid", program_pid_},
             {"last", last_},
-            {"size", {plan_.options.width, plan_.options.height}}};
+            {"size", {plan_.options.width, plan_.options.height}},
+            {"port", port}};
 }
 
 void Box::order(Order order) {
