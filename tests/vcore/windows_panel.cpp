@@ -150,8 +150,7 @@ TEST_F(Panel, PaintIsAskedOncePerInvalidationAndErasesWhenTold) {
     const HWND w = open_full(1);
     tp_gui_pump();
     fill(w, 9, {0, 0, WIDTH, HEIGHT});
-    RECT asked{};
-    handlers[w] = [&asked](HWND self, const MSG &m, LRESULT *) {
+    handlers[w] = [](HWND self, const MSG &m, LRESULT *) {
         if (m.message != MSG_PAINT) return false;
         const HDC hdc = BeginPaint(self);
         SetBrushColor(hdc, 7);
