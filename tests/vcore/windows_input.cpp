@@ -142,7 +142,7 @@ TEST_F(GuiTest, TornRecordsAndGarbageAreSurvived) {
     torn.parser.feed(press, 1'000'000'000);
     EXPECT_EQ(torn.text, "k1+ k1- ");
     std::vector<std::byte> noise(1001, std::byte{0xA5});
-    noise.insert(noise.end(), press.begin(), press.end());
+    for (const std::byte byte : press) noise.push_back(byte);
     Parsed noisy;
     noisy.parser.feed(noise, 0);
     EXPECT_EQ(noisy.text, "k1+ k1- ");
