@@ -63,8 +63,8 @@ TEST_F(Description, TellsWindowsTextsAndSoftKeys) {
 }
 
 TEST_F(Description, HoldsCaptionsThatAreNoText) {
-    open({0, 0, 9, 9}, 0, HWND_DESKTOP, std::string(300'000, '\xff').c_str());
-    EXPECT_GT(tp_gui_dump().size(), 900'000u);
+    open({0, 0, 9, 9}, 0, HWND_DESKTOP, std::string(10'000, '\xff').c_str());
+    EXPECT_GT(tp_gui_dump().size(), 30'000u);
 }
 
 TEST_F(Description, QuotesWhatJsonCannotHold) {
