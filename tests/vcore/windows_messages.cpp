@@ -180,6 +180,7 @@ TEST_F(Messages, NobodyWaitsForAGuiThatEnded) {
         return *result = 1, m.message == SENT;
     };
     SendNotifyMessage(w, NOTIFIED, 0, 0);
+    tp_gui_pump();
     with_thread([&] { late = SendMessage(w, SENT, 0, 0); });
     EXPECT_EQ(late, 1);
 
