@@ -36,7 +36,7 @@ gal_pixel SysPixelIndex[SYS_COLOR_COUNT] = {
     0x8E6FD1, // 27 violet
     0x5A636E, // 28 disabled text
     0x14191F, // 29 bars
-    0x3A444F, // 30 scroll indicator
+    0x6B7785, // 30 scroll indicator
     0xB9E3F5, // 31 pale blue
 };
 
