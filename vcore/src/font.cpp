@@ -147,7 +147,7 @@ public:
 private:
     Glyph &place(char32_t c) { return c < ascii_.size() ? ascii_[c] : others_[c]; }
     void load(char32_t c, Glyph &g);
-    bool load_outline(char32_t c);
+    FT_GlyphSlot load_outline(char32_t c);
     void keep_bitmap(char32_t c, Glyph &g, const FT_GlyphSlot slot);
     void draw_box(char32_t c, Glyph &g);
     void measure_lines();
@@ -182,38 +182,39 @@ void Strike::measure_lines() {
     ascent_ = pixels_up(face->size->metrics.ascender);
     descent_ = pixels_up(-face->size->metrics.descender);
     for (const char32_t c : U"\u00C5gjQ|\u56FD\u9B31\uFF08\uFF0C") {
-        if (c == 0 || !load_outline(c)) continue;
+        FT_GlyphSlot slot = c == 0 ? nullptr : load_outline(c);
+        if (!slot) continue;
         FT_BBox box;
-        FT_Outline_Get_CBox(&face->glyph->outline, &box);
+        FT_Outline_Get_CBox(&slot->outline, &box);
         ascent_ = std::max(ascent_, pixels_up(box.yMax));
         descent_ = std::max(descent_, pixels_up(-box.yMin));
     }
 }
 
-// Leaves the outline in the face's slot; false for what the font lacks.
-bool Strike::load_outline(char32_t c) {
+// The face's slot with the outline; null for what the font lacks.
+FT_GlyphSlot Strike::load_outline(char32_t c) {
     FT_Face face = face_ ? face_->at(size_) : nullptr;
-    if (!face) return false;
+    if (!face) return nullptr;
     const FT_UInt index = FT_Get_Char_Index(face, c);
-    if (index == 0 || FT_Load_Glyph(face, index, FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP) != 0) return false;
+    if (index == 0 || FT_Load_Glyph(face, index, FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP) != 0) return nullptr;
     FT_GlyphSlot slot = face->glyph;
-    if (slot->format != FT_GLYPH_FORMAT_OUTLINE) return false;
+    if (slot->format != FT_GLYPH_FORMAT_OUTLINE) return nullptr;
     if (bold_) {
         const FT_Pos strength = std::max<FT_Pos>(32, static_cast<FT_Pos>(size_) * 64 / 24);
         FT_Outline_Embolden(&slot->outline, strength);
         slot->advance.x += strength;
     }
-    return true;
+    return slot;
 }
 
 void Strike::load(char32_t c, Glyph &g) {
     g = {};
     g.generation = glyph_cache().generation();
-    if (c == replacement_character || !load_outline(c)) {
+    FT_GlyphSlot slot = c == replacement_character ? nullptr : load_outline(c);
+    if (!slot) {
         draw_box(c, g);
         return;
     }
-    FT_GlyphSlot slot = face_->at(size_)->glyph;
     g.advance = std::max(0, pixels_round(slot->advance.x));
     if (FT_Render_Glyph(slot, FT_RENDER_MODE_NORMAL) == 0 && slot->bitmap.pixel_mode == FT_PIXEL_MODE_GRAY)
         keep_bitmap(c, g, slot);
