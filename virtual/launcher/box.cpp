@@ -211,7 +211,8 @@ void Box::handle_message(const Message &message) {
         program_pid_ = -1;
         program_status_ = atoi(argument.c_str());
         if (plan_.once) return;
-        last_ = program_status_ > 128 ? "crash" : "exit";
+        constexpr int SIGNALS = 64; // a program that returns -1 ends with 255, which no signal is
+        last_ = program_status_ > 128 && program_status_ <= 128 + SIGNALS ? "crash" : "exit";
         say("the program ended with status " + argument + ", started again");
     } else if (verb == "exec-done" && message.fields.size() == 3) {
         const std::scoped_lock lock(mutex_);
