@@ -134,7 +134,6 @@ void Handset::boot(const HandsetOptions &options) {
     add("--bootmode", options.bootmode);
     add("--config", options.config);
     add("--language", options.language);
-    for (const std::string &pair : options.env) add("--env", pair);
     if (!options.wait_for_menu) args.push_back("--no-wait");
     const vh::Client::Outcome booted = run_tool(args);
     if (booted.status != 0) throw std::runtime_error("the handset did not boot: " + booted.output + log_tail());

@@ -29,7 +29,6 @@ struct HandsetOptions {
     std::string bootmode;
     std::vector<Setting> settings;   // changes to virtual/rootfs/tki_config.ini
     std::string config, language;    // whole files (UTF-8) instead
-    std::vector<std::string> env;    // "NAME=value" for the program
     bool wait_for_menu = true;
     // Prepares data(), cache() and the partitions before the first boot.
     std::function<void(const vh::StatePaths &)> before_boot;

@@ -1,0 +1,208 @@
+// Start-up with what a production line leaves behind: missing and damaged files, boot modes, markers, stored settings.
+#include "scenario/handset.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+namespace fs = std::filesystem;
+
+std::string content_of(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string source_folder() {
+    const char *set = getenv("VXO_SOURCE");
+    return set && *set ? set : fs::current_path().string();
+}
+std::string main_config() { return content_of(source_folder() + "/virtual/rootfs/tki_config.ini"); }
+
+// A file that goes with the object.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string &content) {
+        char pattern[] = "/tmp/vxo-startup.XXXXXX";
+        const int fd = mkstemp(pattern);
+        if (fd < 0) throw std::runtime_error("no temporary file");
+        close(fd);
+        path = pattern;
+        std::ofstream(path, std::ios::binary) << content;
+    }
+    ~TemporaryFile() { unlink(path.c_str()); }
+    TemporaryFile(const TemporaryFile &) = delete;
+    TemporaryFile &operator=(const TemporaryFile &) = delete;
+    std::string path;
+};
+
+std::string with_cr(const std::string &text) {
+    std::string out;
+    for (const char c : text) out += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    return out;
+}
+
+// A program that is not up to its file must still show its menu, answer the PC and open the window behind a row.
+void expect_usable(Handset &handset, const std::string &row, const std::string &text_behind) {
+    handset.wait_for_text(row);
+    handset.wait_until("the battery's level", [&] { return handset.at("batteryMoudle testItem power").text == "*80"; });
+    handset.tap_text(row);
+    handset.wait_for("the window with " + text_behind, [&](const vh::ScreenView &view) { return view.shows(text_behind); });
+    EXPECT_EQ(handset.status().value("last", ""), "start") << "it never ended";
+}
+void put_record(std::string &area, const std::string &name, const std::string &value) {
+    const auto put = [&](size_t at, const std::string &text) { area.replace(at, text.size(), text); };
+    put(0, "this-is-cfg-head");
+    put(32, name);
+    put(64, "cfg-signature-is-here");
+    put(96, value);
+}
+} // namespace
+
+TEST(Startup, WithoutConfigurationOrLanguageTheKeysAreShown) {
+    Handset bare({.config = "none"});
+    expect_usable(bare, "menu_ProduceInfo", "menu_SoftVer"); // the device list itself needs a readable configuration
+    EXPECT_TRUE(fs::exists(bare.cache() + "/tki/tki.log")) << "the log path has a default";
+    Handset mute({.language = "none"});
+    expect_usable(mute, "menu_DeviceTest", "menu_AutoTest");
+    EXPECT_EQ(mute.screen().soft_keys()[2], "softkeybar_back");
+}
+
+TEST(Startup, DamagedConfigurationsAreSurvived) {
+    const std::string good = with_cr(main_config());
+    struct Row {
+        const char *what, *row, *behind;
+        std::string text;
+    };
+    std::string binary;
+    for (int i = 0; i < 20000; ++i) binary += static_cast<char>((i * 7919) >> 3);
+    std::string many_items;
+    for (int i = 0; i < 3000; ++i) many_items += "[TKI_LCD]\r\nenable=1\r\nparameter=colornum:" + std::string(600, '8') + "\r\n";
+    const Row rows[] = {
+        {"empty", "设备测试", "自动测试", ""}, // no language given: Chinese
+        {"bracket without end in front", "menu_ProduceInfo", "menu_SoftVer", "[MMI\r\n" + good},
+        {"bracket without end behind", "Device tests", "Automatic run", good + "[BROKEN\r\n"},
+        {"binary in front", "Device tests", "Automatic run", binary + "\r\n" + good},
+        {"binary behind", "Device tests", "Automatic run", good + binary},
+        {"zero bytes behind", "Device tests", "Automatic run", good + std::string(100000, '\0')},
+        {"a line of 100 KB in front", "Device tests", "Automatic run", std::string(100000, 'k') + "=v\r\n" + good},
+        {"a value of 100 KB behind", "Device tests", "Automatic run", good + "long=" + std::string(100000, 'v') + "\r\n"},
+        {"a section name of 100 KB behind", "Device tests", "Automatic run", good + "[" + std::string(100000, 's') + "]\r\n"},
+        {"too many, too long items", "Device tests", "Automatic run", good + many_items},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.what);
+        const TemporaryFile file(row.text);
+        Handset handset({.config = file.path});
+        expect_usable(handset, row.row, row.behind);
+    }
+}
+
+TEST(Startup, BareLineFeedsCostEachValueItsLastCharacter) {
+    // Written behind the launcher's back, which would install the file with both line-end characters.
+    Handset handset({.wait_for_menu = false});
+    handset.wait_for_text("Device tests");
+    const std::string config = main_config();
+    fs::create_directories(handset.client().paths().sysrw() + "/upper/etc");
+    ASSERT_EQ(handset.tool({"stop"}).status, 0);
+    std::string text = config;
+    const size_t at = text.find("Language=English");
+    ASSERT_NE(at, std::string::npos);
+    text.replace(at, 16, "Language=English!");
+    std::ofstream(handset.client().paths().sysrw() + "/upper/etc/tki_config.ini", std::ios::binary) << text;
+    ASSERT_EQ(handset.tool({"boot", "--headless"}).status, 0);
+    handset.wait_for_text("Device tests");
+    EXPECT_TRUE(fs::exists(handset.cache() + "/tki")) << "the path lost its slash and got it back";
+}
+
+TEST(Startup, BootModesChooseTheScreen) {
+    for (const char *mode : {"ffbm-99", "ffbm-99x"}) {
+        Handset handset({.bootmode = mode});
+        const vh::ScreenView view = handset.wait_for_text("The handset is in factory mode.");
+        EXPECT_FALSE(view.shows("Device tests")) << mode;
+        EXPECT_FALSE(fs::exists(handset.cache() + "/tki/tki.log")) << mode;
+        EXPECT_EQ(handset.at("testinfoMoudle testItem 64,read").text, "0") << mode;
+    }
+    Handset ordinary({.bootmode = "ffbm-01"});
+    ordinary.wait_for_text("Device tests");
+    EXPECT_TRUE(fs::exists(ordinary.cache() + "/tki/tki.log"));
+}
+
+TEST(Startup, RebootAgingDoesNotListenToThePc) {
+    Handset handset({.wait_for_menu = false, .before_boot = [](const vh::StatePaths &paths) {
+                         fs::create_directories(paths.cache() + "/tki");
+                         std::ofstream(paths.cache() + "/tki/rebootAging.txt") << "1\n";
+                     }});
+    handset.tap_text("Device tests");
+    handset.wait_for_text("Automatic run");
+    EXPECT_THROW(handset.at("batteryMoudle testItem power"), vh::ClientError);
+    EXPECT_FALSE(handset.log_contains("AtThread", "begin"));
+    fs::remove(handset.cache() + "/tki/rebootAging.txt");
+    handset.kill_program();
+    handset.wait_until("the PC channel", [&] {
+        try {
+            return handset.at("batteryMoudle testItem power").status == 0;
+        } catch (const vh::ClientError &) {
+            return false;
+        }
+    });
+}
+
+TEST(Startup, TheStoredLanguageWins) {
+    const auto boot_with = [](const std::string &value) {
+        return HandsetOptions{.before_boot = [value](const vh::StatePaths &paths) {
+            std::string partition(4096 + 4096, '\0');
+            std::string record(128, '\0');
+            put_record(record, "vxo.pvapk.lang", value);
+            partition.replace(4096 + 5 * 128, 128, record); // any record will do
+            std::ofstream(paths.part("vxocfg"), std::ios::binary) << partition;
+        }};
+    };
+    Handset chinese(boot_with("zh-CN"));
+    chinese.wait_for_text("设备测试");
+    HandsetOptions english = boot_with("en-US");
+    english.settings = {{"MMI", "Language", "Chinese"}};
+    Handset other(english);
+    other.wait_for_text("Device tests");
+    Handset unknown(boot_with("fr-FR"));
+    unknown.wait_for_text("Device tests");
+}
+
+TEST(Startup, TheDiagnosticLogStandsWhereTheSettingSays) {
+    Handset handset({.settings = {{"MMI", "LogPath", "/data/deep/er/logs"}}});
+    handset.wait_for_text("Device tests");
+    EXPECT_TRUE(fs::exists(handset.data() + "/deep/er/logs/tki.log"));
+    EXPECT_FALSE(fs::exists(handset.cache() + "/tki/tki.log"));
+}
+
+TEST(Startup, RefusedOnAWorkstation) {
+    const char *build = getenv("VXO_BUILD");
+    const std::string program = (build && *build ? build : source_folder() + "/build/release") + "/bin/mmi";
+    ASSERT_TRUE(fs::exists(program));
+    ASSERT_FALSE(fs::exists("/system/bin/mmi")) << "this machine looks like a handset: not tried";
+    char log[] = "/tmp/vxo-guard.XXXXXX";
+    const int fd = mkstemp(log);
+    ASSERT_GE(fd, 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fd, 1);
+    posix_spawn_file_actions_adddup2(&actions, fd, 2);
+    char *const argv[] = {const_cast<char *>(program.c_str()), nullptr};
+    char *const clean[] = {nullptr};
+    pid_t pid = -1;
+    ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv, clean), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fd);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
+    const std::string said = content_of(log);
+    unlink(log);
+    EXPECT_NE(said.find("./run"), std::string::npos) << said;
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << "it went on: " << said;
+}
