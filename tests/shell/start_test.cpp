@@ -27,7 +27,8 @@ TEST_F(StartTest, InterruptedRunIsResumed) {
     } rows[] = {
         {"no file", "-", {}, false, "FIRST"},
         {"first", "FIRST", {"TKI_LCD"}, false, "-"},
-        {"behind an item", "TKI_LCD", {"TKI_KEYS"}, false, "-"},
+        {"behind an item", "TKI_LCD", {"TKI_KEYS"}, true, "-"},
+        {"behind the last item", "TKI_KEYS", {}, false, "-"},
         {"not exactly FIRST", "FIRST\n", {}, false, "-"},
         {"rubbish", std::string(100, 'x'), {}, false, "-"},
     };
