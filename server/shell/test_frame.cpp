@@ -9,6 +9,7 @@
 #include "device/power.h"
 #include "device/result_flags.h"
 #include "shell/bars.h"
+#include "shell/fit_text.h"
 #include "shell/main_menu.h"
 #include "shell/sequencer.h"
 
@@ -48,12 +49,17 @@ void show_status_texts(const TestWindow &w) {
 void create_title(const TestWindow &w, HWND hwnd) {
     SetWindowFont(hwnd, g_font_text);
     if (!*w.title_key) return;
-    HWND title = CreateWindowEx("static", text_of(w.title_key), TITLE_STYLE, 0, TITLE_ID, 0, 0, screen_width(),
-                                status_bar_height(), hwnd, 0);
+    const LangText text = text_of(w.title_key);
+    HWND title = CreateWindowEx("static", text, TITLE_STYLE, 0, TITLE_ID, 0, 0, screen_width(), status_bar_height(),
+                                hwnd, 0);
     if (title == HWND_INVALID) return;
     SetWindowBkColor(title, SysPixelIndex[18]);
     SetWindowTextColor(title, SysPixelIndex[19]);
-    SetWindowFont(title, g_font_title);
+    // On screens wider than 600 pixels a line of the title font is higher than the bar, and a "y" lost its foot.
+    const int size = screen_width() < 1092 ? screen_width() / 12 : 90;
+    HDC hdc = GetClientDC(title);
+    SetWindowFont(title, shell_font_fitting(hdc, text, screen_width(), status_bar_height(), DT_SINGLELINE, 'b', size));
+    ReleaseDC(hdc);
 }
 
 void on_created(TestWindow &w, HWND hwnd) {
