@@ -38,7 +38,7 @@ Setting battery_setting(const std::string &idle, int sleep_s, int off_s) {
 }
 } // namespace
 
-TEST(Power, SleepsWhenIdleAndWakesByChargerAndCommand) {
+TEST(Power, SleepsWhenIdleAndWakesByTheCharger) {
     Handset handset({.speed = 100});
     wait_asleep(handset);
     handset.set_attr(USB, "0");
@@ -149,7 +149,8 @@ TEST(Power, RubbishFromTheBatteryIsSurvived) {
     Handset handset;
     wait_bar(handset, "80%");
     for (const char *name : {"status", "health", "present", "capacity", "voltage_now", "temp", "current_now", "cycle_count"})
-        for (const std::string rubbish : {"", "99999999999999999999", "-7", "5 5", "\x01\xff", "abc"}) handset.set_attr(BATTERY + name, rubbish);
+        for (const std::string rubbish : {"", "99999999999999999999", "-7", "5 5", "\x01\xff", "abc"})
+            handset.set_attr(BATTERY + name, rubbish);
     handset.wait_until("the level to be unknown", [&] { return handset.at("batteryMoudle testItem power").status == 2; });
     for (const char *name : {"status", "health", "present", "capacity", "temp"}) handset.fault(BATTERY + name, "eio");
     handset.set_attr(USB, "0"); // a report with every read failing
@@ -158,8 +159,9 @@ TEST(Power, RubbishFromTheBatteryIsSurvived) {
     EXPECT_EQ(handset.at("batteryMoudle testItem charging").status, 2);
     EXPECT_EQ(handset.at("batteryMoudle testItem temperature").status, 2);
     for (const char *name : {"status", "health", "present", "capacity", "temp"}) handset.fault(BATTERY + name, "none");
-    for (const auto &[name, value] : {std::pair{"status", "Full"}, {"health", "Good"}, {"present", "1"}, {"temp", "301"}, {"capacity", "77"}})
-        handset.set_attr(BATTERY + name, value);
+    const std::pair<const char *, const char *> sane[] = {
+        {"status", "Full"}, {"health", "Good"}, {"present", "1"}, {"temp", "301"}, {"capacity", "77"}};
+    for (const auto &[name, value] : sane) handset.set_attr(BATTERY + name, value);
     handset.wait_until("sane values", [&] { return handset.at("batteryMoudle testItem power").text == "*77"; });
     handset.wait_until("the temperature", [&] { return handset.at("batteryMoudle testItem temperature").text == "*30.1"; });
     EXPECT_EQ(handset.at("batteryMoudle testItem charging").status, 0);
