@@ -104,7 +104,7 @@ TEST(Pc, ColoursWhileTheMenuIsOpen) {
     handset.wait_until("the menu's ground", [&] { return handset.client().pixel(3, menu.height() / 2) == ground; });
 }
 
-TEST(Pc, ColourEndsAnAutomaticRun) {
+TEST(Pc, ColourInterruptsAnAutomaticRun) {
     Handset handset({.settings = {{"TKI_LCD", "enable", "0"}}});
     handset.tap_text("Device tests");
     handset.tap_text("Automatic run");
@@ -116,6 +116,16 @@ TEST(Pc, ColourEndsAnAutomaticRun) {
     const vh::ScreenView list = handset.wait_for_text("Automatic run");
     EXPECT_FALSE(list.front_shows("Vibrator")) << list.summary();
     EXPECT_EQ(handset.station(64), Verdict::untested) << "closing what was open is no verdict";
+    // As agreed the interrupted run still counts as one: the operator leaves the list by a soft key before the next.
+    handset.tap_text("Automatic run");
+    handset.wait_until("the refusal", [&] { return handset.log_contains("TKI_MAIN", "please exit autotest"); });
+    handset.press("fail");
+    handset.tap_text("Device tests");
+    handset.wait_for("the list's own soft key", [](const vh::ScreenView &view) {
+        return view.front_shows("Automatic run") && view.soft_keys()[2] == "Back";
+    });
+    handset.tap_text("Automatic run");
+    handset.wait_until("the vibrator", [&] { return handset.attr("/sys/class/leds/vibrator/activate") == "1"; });
 }
 
 TEST(Pc, LinesAtTheirLimits) {
