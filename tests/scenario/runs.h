@@ -51,6 +51,12 @@ inline std::string content(const std::string &path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// A touch on the left, middle or right third of the bar at the bottom.
+inline void tap_softkey(Handset &handset, int third) {
+    const vh::ScreenView view = handset.screen();
+    handset.tap(view.width() * (2 * third + 1) / 6, view.height() - view.height() / 40);
+}
+
 inline void wait_for_list(const Handset &handset) {
     handset.wait_for("the device list with its soft key", [](const vh::ScreenView &view) {
         return view.front_shows("Automatic run") && view.soft_keys()[2] == "Back";
