@@ -38,12 +38,12 @@ detect_sandbox() {
 
 boxed() { # PRESET COMMAND...: runs a command where a handset's paths are
   local preset=$1; shift
-  local limit=(timeout -k 10 600)
+  local limit=(timeout -k 10 300)
   local env=(ASAN_OPTIONS=detect_leaks=1 TSAN_OPTIONS=halt_on_error=0:second_deadlock_stack=1)
   local plain=()
   [ "$preset" = tsan ] && plain=(setarch "$(uname -m)" -R)
   if [ $sandbox = handset ]; then
-    env "${env[@]}" VXO_BUILD="$PWD/build/$preset" "${limit[@]}" build/release/bin/handset exec -- "${plain[@]}" "$@"
+    env "${env[@]}" VXO_BUILD="$PWD/build/$preset" "${limit[@]}" build/release/bin/handset exec -- "$PWD/tests/support/unit_root" "${plain[@]}" "$@"
   else
     env "${env[@]}" "${limit[@]}" tests/support/proot_box "build/$preset" "${plain[@]}" "$@"
   fi
