@@ -86,6 +86,7 @@ int build(HWND hwnd) {
                                    screen_height() - softkey_bar_height(), hwnd, 0);
     SetWindowFont(sv, g_font_menu);
     scrollview_set_itemdraw(sv, mmi_DeviceTestDrawItem);
+    scrollview_set_choose_key(sv, KEY_START); // key 60 closes this list
     bool ok = false;
     const int pretest = main_config_int("MMI", "pretest_menu_enable", "0", &ok);
     if (!ok) return -1;

@@ -145,6 +145,7 @@ void build(HWND hwnd) {
                                    screen_height() - status_bar_height() - softkey_bar_height(), hwnd, 0);
     SetWindowFont(sv, g_font_text);
     scrollview_set_itemdraw(sv, draw_row);
+    scrollview_set_choose_key(sv, -1); // key 60 closes this screen
     restore_rows();
     screen_open = true;
 }

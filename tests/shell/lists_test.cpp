@@ -28,9 +28,9 @@ protected:
         std::memset(area, 0, sizeof area);
         tki_api_GetTestInfoFlag = read_area;
     }
-    void choose(int row) {
+    void choose(int row, int code = KEY_START) {
         scrollview_set_current(GetDlgItem(GetActiveWindow(), 21), row, true);
-        key(KEY_PASS);
+        key(code);
     }
 };
 
@@ -51,7 +51,7 @@ TEST_F(ListsTest, PretestRowsNeedTheirSetting) {
         EXPECT_EQ(rows().size(), c.rows);
         EXPECT_EQ(softkeys(), "||softkeybar_back");
         EXPECT_TRUE(shows("title_DeviceTest"));
-        key(KEY_FAIL);
+        key(c.rows == 4 ? KEY_PASS : KEY_FAIL); // both close, although lists elsewhere choose by key 60
         EXPECT_EQ(g_device_test_wnd, HWND_NULL);
         EXPECT_EQ(GetActiveWindow(), g_main_menu_wnd);
     }
@@ -123,7 +123,7 @@ TEST_F(ListsTest, ItemsCarryTheirVerdictAndOpenAlone) {
     EXPECT_EQ(color_of("menu_KeyTest"), 12);
     EXPECT_EQ(color_of("title_TPSelfTest"), 19);
     EXPECT_EQ(color_of("menu_TouchTest"), 19);
-    choose(1);
+    choose(1, KEY_PASS);
     EXPECT_EQ(g_opened, std::vector<std::string>{"TKI_KEYS"});
     EXPECT_EQ(g_deviceIsAutoTest, 0);
     set_station(312, 1); // what the test wrote is seen when the list comes back
@@ -206,6 +206,9 @@ TEST_F(InfoTest, ScreenFillsItselfWhenTheAnswerArrives) {
     tp_gui_pump();
     EXPECT_EQ(rows()[0], "menu_SoftVer\nONE");
     EXPECT_EQ(rows()[2], "menu_PSN\nPSN1") << "shown unless switched off";
+    key(KEY_PASS);
+    EXPECT_EQ(stops, 2);
+    EXPECT_EQ(GetActiveWindow(), g_main_menu_wnd);
     Get_testinfo_callback(nullptr);
 }
 

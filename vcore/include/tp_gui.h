@@ -177,6 +177,8 @@ using SVITEM_DRAWFUNC = void (*)(HWND sv, HSVITEM item, HDC hdc, RECT *rect);
 // Adds a row behind the last; text is copied. add_data is the program's. Null when memory is short.
 HSVITEM scrollview_add_item(HWND sv, int height, uintptr_t add_data, const char *text);
 void scrollview_reset_content(HWND sv);
+// The key that chooses the current row: 60 at first. Other keys reach the main window; -1 leaves it all of them.
+void scrollview_set_choose_key(HWND sv, int code);
 void scrollview_set_itemdraw(HWND sv, SVITEM_DRAWFUNC draw); // null: the built-in painter
 int scrollview_get_item_count(HWND sv);
 // Makes row n (0-based) current and, with visible, scrolls it into view. -1 when there is no such row.

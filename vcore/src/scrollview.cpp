@@ -22,7 +22,7 @@ struct SvItem {
 
 namespace {
 
-constexpr int key_choose = 60, key_up = 103, key_down = 108;
+constexpr int key_up = 103, key_down = 108;
 constexpr int highest_row = 1 << 16, highest_content = 1 << 28;
 
 struct Touch {
@@ -37,6 +37,7 @@ struct ScrollView {
     int content = 0; // height
     int scroll = 0;
     int current = -1;
+    int choose_key = 60;
     SVITEM_DRAWFUNC draw = nullptr;
     Touch touch;
     bool has(int n) const { return n >= 0 && n < static_cast<int>(items.size()); }
@@ -223,7 +224,7 @@ bool key_pressed(HWND hwnd, ScrollView &view, int code) {
         make_current(hwnd, view, std::clamp(next, 0, last), true);
         return true;
     }
-    if (code != key_choose || !view.has(view.current)) return false;
+    if (code != view.choose_key || !view.has(view.current)) return false;
     choose(hwnd, view, view.current);
     return true;
 }
@@ -272,6 +273,10 @@ void register_builtin_controls() {
     for (const WNDCLASS &cls : {WNDCLASS{"static", static_proc, SysPixelIndex[18]},
                                 WNDCLASS{"scrollview", scrollview_proc, SysPixelIndex[18]}})
         RegisterWindowClass(&cls);
+}
+
+void scrollview_set_choose_key(HWND sv, int code) {
+    if (const View view = view_of(sv)) view->choose_key = code;
 }
 
 HSVITEM scrollview_add_item(HWND sv, int height, uintptr_t add_data, const char *text) {
