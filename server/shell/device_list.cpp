@@ -166,17 +166,7 @@ LRESULT mmi_DeviceTestWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPa
 }
 
 void mmi_CreateTestDeviceTestWnd() {
-    const RECT rect = test_window_rect();
-    MAINWINCREATE info;
-    info.dwStyle = 0x28400000;
-    info.MainWindowProc = mmi_DeviceTestWndProc;
-    info.lx = rect.left;
-    info.ty = rect.top;
-    info.rx = rect.right;
-    info.by = rect.bottom;
-    info.iBkColor = SysPixelIndex[18];
-    info.hHosting = g_main_menu_wnd;
-    const HWND hwnd = CreateMainWindow(&info);
+    const HWND hwnd = create_shell_window(mmi_DeviceTestWndProc, g_main_menu_wnd, test_window_rect());
     if (hwnd == HWND_INVALID) return;
     g_device_test_wnd = hwnd;
     ShowWindow(hwnd, SW_SHOWNORMAL);

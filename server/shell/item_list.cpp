@@ -123,17 +123,7 @@ void mmi_ItemTestEntry() {
         return;
     }
     Get_TestItem_Config(1);
-    const RECT rect = test_window_rect();
-    MAINWINCREATE info;
-    info.dwStyle = 0x28400000;
-    info.MainWindowProc = item_list_proc;
-    info.lx = rect.left;
-    info.ty = rect.top;
-    info.rx = rect.right;
-    info.by = rect.bottom;
-    info.iBkColor = SysPixelIndex[18];
-    info.hHosting = g_main_menu_wnd;
-    const HWND hwnd = CreateMainWindow(&info);
+    const HWND hwnd = create_shell_window(item_list_proc, g_main_menu_wnd, test_window_rect());
     if (hwnd == HWND_INVALID) return;
     item_wnd = hwnd;
     ShowWindow(hwnd, SW_SHOWNORMAL);

@@ -142,16 +142,7 @@ void close(HWND hwnd) {
 }
 
 HWND create_window() {
-    const RECT rect = test_window_rect();
-    MAINWINCREATE info;
-    info.dwStyle = 0x28400000;
-    info.MainWindowProc = mmi_ExampleWin_MenuWndProc;
-    info.lx = rect.left;
-    info.ty = rect.top;
-    info.rx = rect.right;
-    info.by = rect.bottom;
-    info.iBkColor = SysPixelIndex[18];
-    return CreateMainWindow(&info);
+    return create_shell_window(mmi_ExampleWin_MenuWndProc, HWND_DESKTOP, test_window_rect());
 }
 
 void register_battery_observers() {

@@ -27,6 +27,10 @@ int softkey_bar_height();  // 10 + H/12
 int row_height();          // W/6 rounded down to even
 RECT test_window_rect();   // between the bars: (0, 10 + W/12) to (W, H - (10 + H/12))
 
+// Creates a hidden main window in the shell's ground colour; HWND_INVALID on failure. GUI thread.
+HWND create_shell_window(WNDPROC proc, HWND host, const RECT &rect, const char *caption = "", DWORD style = 0x28400000,
+                         uintptr_t add_data = 0);
+
 extern PLOGFONT g_font_title, g_font_menu, g_font_text, g_font_small_text, g_font_big, g_font_shared; // fonts 1 to 6
 void mmi_testwnd_InitLogFont();
 

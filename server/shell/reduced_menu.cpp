@@ -96,16 +96,9 @@ LRESULT mmi_ExampleWin_MenuWndProc1(HWND hwnd, UINT message, WPARAM wParam, LPAR
 
 void kmt_CreateMainMenuWnd1() {
     mmi_testwnd_InitLogFont();
-    const RECT rect = test_window_rect();
-    MAINWINCREATE info;
-    info.dwStyle = 0x28400000;
-    info.MainWindowProc = mmi_ExampleWin_MenuWndProc1;
-    info.lx = rect.left;
-    info.ty = rect.top;
-    info.rx = rect.right;
-    info.by = screen_height(); // there are no soft keys here
-    info.iBkColor = SysPixelIndex[18];
-    const HWND hwnd = CreateMainWindow(&info);
+    RECT rect = test_window_rect();
+    rect.bottom = screen_height(); // there are no soft keys here
+    const HWND hwnd = create_shell_window(mmi_ExampleWin_MenuWndProc1, HWND_DESKTOP, rect);
     if (hwnd == HWND_INVALID) {
         LOG_E(MENU_TAG, "no window");
         return;

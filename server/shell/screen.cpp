@@ -17,6 +17,21 @@ RECT test_window_rect() {
     return {0, status_bar_height(), screen_width(), screen_height() - softkey_bar_height()};
 }
 
+HWND create_shell_window(WNDPROC proc, HWND host, const RECT &rect, const char *caption, DWORD style, uintptr_t add_data) {
+    MAINWINCREATE info;
+    info.dwStyle = style;
+    info.spCaption = caption;
+    info.MainWindowProc = proc;
+    info.lx = rect.left;
+    info.ty = rect.top;
+    info.rx = rect.right;
+    info.by = rect.bottom;
+    info.iBkColor = SysPixelIndex[18];
+    info.dwAddData = add_data;
+    info.hHosting = host;
+    return CreateMainWindow(&info);
+}
+
 void mmi_testwnd_InitLogFont() {
     const int w = screen_width();
     shell_fonts_reset();

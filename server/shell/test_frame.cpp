@@ -139,19 +139,9 @@ LRESULT frame_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
 
 HWND create_window(TestWindow &w) {
     const RECT rect = w.full_screen ? RECT{0, 0, screen_width(), screen_height()} : test_window_rect();
-    MAINWINCREATE info;
-    info.dwStyle = WINDOW_STYLE;
-    info.spCaption = w.caption;
-    info.MainWindowProc = frame_proc;
-    info.lx = rect.left;
-    info.ty = rect.top;
-    info.rx = rect.right;
-    info.by = rect.bottom;
-    info.iBkColor = SysPixelIndex[18];
-    info.dwAddData = reinterpret_cast<uintptr_t>(&w);
     const HWND menu = g_main_menu_wnd;
-    info.hHosting = IsWindow(menu) ? menu : HWND_DESKTOP;
-    return CreateMainWindow(&info);
+    return create_shell_window(frame_proc, IsWindow(menu) ? menu : HWND_DESKTOP, rect, w.caption, WINDOW_STYLE,
+                               reinterpret_cast<uintptr_t>(&w));
 }
 } // namespace
 

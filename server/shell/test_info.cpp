@@ -215,18 +215,7 @@ LRESULT mmi_TestInfoWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
 }
 
 void mmi_CreateTestInfoWnd() {
-    const RECT rect = test_window_rect();
-    MAINWINCREATE info;
-    info.dwStyle = 0x28000000;
-    info.spCaption = "TestInfo";
-    info.MainWindowProc = mmi_TestInfoWndProc;
-    info.lx = rect.left;
-    info.ty = rect.top;
-    info.rx = rect.right;
-    info.by = rect.bottom;
-    info.iBkColor = SysPixelIndex[18];
-    info.hHosting = g_main_menu_wnd;
-    const HWND hwnd = CreateMainWindow(&info);
+    const HWND hwnd = create_shell_window(mmi_TestInfoWndProc, g_main_menu_wnd, test_window_rect(), "TestInfo", 0x28000000);
     if (hwnd == HWND_INVALID) {
         LOG_E(TAG, "no window");
         return;
