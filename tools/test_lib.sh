@@ -39,13 +39,15 @@ detect_sandbox() {
 boxed() { # PRESET COMMAND...: runs a command where a handset's paths are
   local preset=$1; shift
   local limit=(timeout -k 10 300)
-  local env=(ASAN_OPTIONS=detect_leaks=1 TSAN_OPTIONS=halt_on_error=0:second_deadlock_stack=1)
+  local options=(ASAN_OPTIONS=detect_leaks=1 TSAN_OPTIONS=second_deadlock_stack=1)
   local plain=()
+  # Address randomisation at its widest leaves the thread sanitizer no room.
   [ "$preset" = tsan ] && plain=(setarch "$(uname -m)" -R)
-  if [ $sandbox = handset ]; then
-    env "${env[@]}" VXO_BUILD="$PWD/build/$preset" "${limit[@]}" build/release/bin/handset exec -- "$PWD/tests/support/unit_root" "${plain[@]}" "$@"
+  if [ $sandbox = handset ]; then # the sandbox is always the release build's; what runs in it may be another's
+    VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" "${limit[@]}" build/release/bin/handset exec -- \
+      "$PWD/tests/support/unit_root" "$PWD/build/$preset" env "${options[@]}" "${plain[@]}" "$@"
   else
-    env "${env[@]}" "${limit[@]}" tests/support/proot_box "build/$preset" "${plain[@]}" "$@"
+    env "${options[@]}" "${limit[@]}" tests/support/proot_box "build/$preset" "${plain[@]}" "$@"
   fi
 }
 

@@ -3,9 +3,11 @@
 #include "cli/cli.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <thread>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -110,7 +112,12 @@ void add_endings(CLI::App &app, int *status) {
         return 0;
     });
     command(app, "reboot", "restart a handset", status, [](const vh::Client &handset) {
+        const int before = handset.request({{"op", "status"}}).value("boots", 0);
         handset.request({{"op", "reboot"}});
+        while (handset.request({{"op", "status"}}).value("boots", 0) == before)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        wait_ready(handset, 20);
+        std::cout << "restarted\n";
         return 0;
     });
     command(app, "wipe", "end a handset and remove all that it keeps", status, [](const vh::Client &handset) {
