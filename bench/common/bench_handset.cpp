@@ -1,0 +1,43 @@
+#include "common/bench_handset.h"
+
+#include "client/tool.h"
+
+#include <cstdio>
+#include <fstream>
+
+namespace bench {
+
+BenchHandset::BenchHandset(std::vector<std::string> boot_arguments) : client_(vh::fresh_handset_name()) {
+    std::vector<std::string> args{"boot", "-n", client_.name(), "--headless", "--prop", "persist.vxo.log.level=4"};
+    args.insert(args.end(), boot_arguments.begin(), boot_arguments.end());
+    const double begin = now();
+    const vh::Client::Outcome booted = vh::run_tool(args);
+    boot_seconds_ = now() - begin;
+    if (booted.status == 0) return;
+    vh::run_tool({"wipe", "-n", client_.name()});
+    throw vh::ClientError("the handset did not boot: " + booted.output);
+}
+
+BenchHandset::~BenchHandset() { vh::run_tool({"wipe", "-n", client_.name()}); }
+
+int BenchHandset::launcher_pid() const {
+    int pid = -1;
+    std::ifstream(client_.paths().run() + "/launcher.pid") >> pid;
+    return pid;
+}
+
+int BenchHandset::program_pid() const { return client_.request({{"op", "status"}}).value("program_pid", -1); }
+
+void BenchHandset::run_inside(std::vector<std::string> argv) const {
+    const vh::Client::Outcome done = client_.exec(argv);
+    printf("%s", done.output.c_str());
+    if (done.status != 0) give_up(argv[0] + " inside the handset ended with status " + std::to_string(done.status));
+}
+
+std::vector<std::string> inside_arguments(const std::string &program, const Plan &plan) {
+    std::vector<std::string> argv{"/app/bin/" + program, "--inside"};
+    if (plan.quick) argv.push_back("--quick");
+    return argv;
+}
+
+} // namespace bench
