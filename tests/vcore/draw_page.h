@@ -19,6 +19,7 @@ inline bool operator==(const RECT &a, const RECT &b) {
 class Page {
 public:
     static constexpr uint32_t GROUND = 0x202020, GUARD = 0x5A5A5A;
+    inline static Page *drawn_on = nullptr; // the page made last
     DcTarget target;
     std::vector<PaintedText> texts;
     RECT damage{};
@@ -31,8 +32,8 @@ public:
         target.width = width;
         target.height = height;
         target.texts = &texts;
-        target.context = this;
-        target.damaged = [](void *self, const RECT &r) { static_cast<Page *>(self)->add_damage(r); };
+        drawn_on = this;
+        target.about_to_draw = [](const RECT &r, bool) { drawn_on->add_damage(r); };
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) place(x, y) = GROUND;
         hdc = dc_open(target);

@@ -93,11 +93,6 @@ protected:
                 out.push_back(t);
         return out;
     }
-    static bool pages_equal() {
-        const size_t half = fake_panel::memory.size() / 2;
-        return std::equal(fake_panel::memory.begin(), fake_panel::memory.begin() + static_cast<ptrdiff_t>(half),
-                          fake_panel::memory.begin() + static_cast<ptrdiff_t>(half));
-    }
     static void fill(HWND hwnd, gal_pixel color, const RECT &r) {
         const HDC hdc = GetClientDC(hwnd);
         SetBrushColor(hdc, color);

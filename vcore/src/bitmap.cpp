@@ -164,9 +164,9 @@ int FillBoxWithBitmap(HDC hdc, int x, int y, int w, int h, const BITMAP *bmp) {
                                                           bmp->bmWidth * static_cast<int>(sizeof(uint32_t))));
     if (!picture) return -1;
     set_scale(picture.get(), *bmp, box, part);
+    canvas_begin(*c, part, true);
     pixman_image_set_clip_region32(c->page, c->clip.get());
     pixman_image_composite32(PIXMAN_OP_SRC, picture.get(), nullptr, c->page, 0, 0, 0, 0, part.left, part.top,
                              RECTW(part), RECTH(part));
-    canvas_report(*c, part);
     return 0;
 }

@@ -32,6 +32,8 @@ struct Canvas {
     int bk_mode = BM_TRANSPARENT;
     int pen_x = 0, pen_y = 0; // client coordinates
     PLOGFONT font = nullptr;
+    RECT ground{};            // dc_ground's rectangle while it is not filled yet, page coordinates
+    gal_pixel ground_color = 0;
 };
 
 // Null for HDC_INVALID.
@@ -41,10 +43,13 @@ inline Canvas *canvas_of(HDC hdc) { return reinterpret_cast<Canvas *>(hdc); }
 int page_coordinate(int64_t value, int origin);
 RECT page_rect(const Canvas &canvas, int64_t left, int64_t top, int64_t right, int64_t bottom);
 
-// Fills a page rectangle within the clip; returns the bounds of what was filled and tells nobody.
-RECT canvas_fill(Canvas &canvas, const RECT &rect, gal_pixel color);
-// Tells the target that a page rectangle changed.
-void canvas_report(Canvas &canvas, const RECT &drawn);
+// Comes before everything drawn: fills the ground that is due and tells the target of the page rectangle within the clip.
+// whole: every pixel of it is about to be overwritten.
+void canvas_begin(Canvas &canvas, const RECT &rect, bool whole);
+void canvas_fill_ground(Canvas &canvas); // now, before the clip changes
+// Fills a page rectangle within the clip, beginning with it or within what was begun.
+void canvas_fill(Canvas &canvas, const RECT &rect, gal_pixel color);
+void canvas_fill_begun(Canvas &canvas, const RECT &rect, gal_pixel color);
 // Keeps the record of texts up to date: one more text, or what an opaque page rectangle hides.
 void canvas_record_text(Canvas &canvas, std::string utf8, const RECT &rect);
 void canvas_forget_texts(Canvas &canvas, const RECT &covered);

@@ -28,16 +28,16 @@ Point point_on_page(const Canvas &c, int x, int y) {
     return {page_coordinate(x, c.target.origin_x), page_coordinate(y, c.target.origin_y)};
 }
 
-RECT straight_line(Canvas &c, Point a, Point b) {
+void straight_line(Canvas &c, Point a, Point b) {
     const int before = (c.pen_width - 1) / 2, after = c.pen_width - before;
     const int left = static_cast<int>(std::min(a.x, b.x)), right = static_cast<int>(std::max(a.x, b.x));
     const int top = static_cast<int>(std::min(a.y, b.y)), bottom = static_cast<int>(std::max(a.y, b.y));
-    if (top == bottom) return canvas_fill(c, {left, top - before, right + 1, top + after}, c.pen);
-    return canvas_fill(c, {left - before, top, left + after, bottom + 1}, c.pen);
+    if (top == bottom) canvas_fill(c, {left, top - before, right + 1, top + after}, c.pen);
+    else canvas_fill(c, {left - before, top, left + after, bottom + 1}, c.pen);
 }
 
 // Walks the longer axis u and draws runs of equal v across it, only as far as the clip reaches.
-RECT slanted_line(Canvas &c, Point a, Point b) {
+void slanted_line(Canvas &c, Point a, Point b) {
     const bool steep = std::llabs(b.y - a.y) > std::llabs(b.x - a.x);
     if (steep) {
         std::swap(a.x, a.y);
@@ -55,17 +55,34 @@ RECT slanted_line(Canvas &c, Point a, Point b) {
         const int64_t twice = 2 * dv * (u - a.x) + du;
         return static_cast<int>(a.y + (twice >= 0 ? twice / (2 * du) : -((2 * du - 1 - twice) / (2 * du))));
     };
-    RECT drawn{};
+    const auto run_of = [&](int64_t from, int64_t to, int v, int v_end) {
+        const int u0 = static_cast<int>(from), u1 = static_cast<int>(to);
+        return steep ? RECT{v - before, u0, v_end - before + span, u1} : RECT{u0, v - before, u1, v_end - before + span};
+    };
+    if (first >= end) return;
+    const auto [low, high] = std::minmax({v_at(first), v_at(end - 1)});
+    canvas_begin(c, run_of(first, end, low, high), false);
     for (int64_t u = first; u < end;) {
         const int v = v_at(u);
         const int64_t start = u++;
         while (u < end && v_at(u) == v) ++u;
-        const int u0 = static_cast<int>(start), u1 = static_cast<int>(u);
-        const RECT run =
-            steep ? RECT{v - before, u0, v - before + span, u1} : RECT{u0, v - before, u1, v - before + span};
-        drawn = rect_around(drawn, canvas_fill(c, run, c.pen));
+        canvas_fill_begun(c, run_of(start, u, v, v), c.pen);
     }
-    return drawn;
+}
+
+// Fills the ground that is due but for a rectangle, which is filled next.
+void settle_ground(Canvas &c, const RECT &except) {
+    const RECT g = std::exchange(c.ground, {});
+    if (rect_empty(g)) return;
+    const RECT hole = rect_common(g, except);
+    if (rect_empty(hole)) {
+        canvas_fill(c, g, c.ground_color);
+        return;
+    }
+    canvas_fill(c, {g.left, g.top, g.right, hole.top}, c.ground_color);
+    canvas_fill(c, {g.left, hole.bottom, g.right, g.bottom}, c.ground_color);
+    canvas_fill(c, {g.left, hole.top, hole.left, hole.bottom}, c.ground_color);
+    canvas_fill(c, {hole.right, hole.top, g.right, hole.bottom}, c.ground_color);
 }
 
 } // namespace
@@ -79,21 +96,31 @@ RECT page_rect(const Canvas &c, int64_t left, int64_t top, int64_t right, int64_
             page_coordinate(right, c.target.origin_x), page_coordinate(bottom, c.target.origin_y)};
 }
 
-RECT canvas_fill(Canvas &c, const RECT &rect, gal_pixel color) {
-    RECT filled{};
-    if (!c.page) return filled;
-    for (const pixman_box32_t &box : c.clip.boxes()) {
-        const RECT part = rect_common(rect, {box.x1, box.y1, box.x2, box.y2});
-        if (rect_empty(part)) continue;
-        pixman_fill(c.target.pixels, c.target.stride, 32, part.left, part.top, RECTW(part), RECTH(part),
-                    color);
-        filled = rect_around(filled, part);
-    }
-    return filled;
+void canvas_begin(Canvas &c, const RECT &rect, bool whole) {
+    settle_ground(c, whole ? rect : RECT{});
+    if (!c.page || !c.target.about_to_draw) return;
+    const auto tell = [&](const RECT &within) {
+        const RECT part = rect_common(rect, within);
+        if (!rect_empty(part)) c.target.about_to_draw(part, whole);
+    };
+    if (!whole) return tell(c.clip.extents());
+    for (const pixman_box32_t &box : c.clip.boxes()) tell({box.x1, box.y1, box.x2, box.y2});
 }
 
-void canvas_report(Canvas &c, const RECT &drawn) {
-    if (c.page && c.target.damaged && !rect_empty(drawn)) c.target.damaged(c.target.context, drawn);
+void canvas_fill_ground(Canvas &c) { settle_ground(c, {}); }
+
+void canvas_fill(Canvas &c, const RECT &rect, gal_pixel color) {
+    canvas_begin(c, rect, true);
+    canvas_fill_begun(c, rect, color);
+}
+
+void canvas_fill_begun(Canvas &c, const RECT &rect, gal_pixel color) {
+    if (!c.page) return;
+    for (const pixman_box32_t &box : c.clip.boxes()) {
+        const RECT part = rect_common(rect, {box.x1, box.y1, box.x2, box.y2});
+        if (!rect_empty(part))
+            pixman_fill(c.target.pixels, c.target.stride, 32, part.left, part.top, RECTW(part), RECTH(part), color);
+    }
 }
 
 void canvas_record_text(Canvas &c, std::string utf8, const RECT &rect) {
@@ -127,10 +154,7 @@ HDC dc_open(const DcTarget &target) {
     c->full.add(c->client);
     if (target.clip) pixman_region32_intersect(c->full.get(), c->full.get(), target.clip);
     c->clip = c->full;
-    if (target.pixels && target.width > 0 && target.height > 0)
-        c->page =
-            pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, target.width, target.height, target.pixels,
-                                              target.stride * static_cast<int>(sizeof(uint32_t)));
+    dc_move(reinterpret_cast<HDC>(c), target.pixels);
     c->brush = c->bk_color = SysPixelIndex[18];
     c->pen = c->text_color = SysPixelIndex[19];
     c->font = target.font;
@@ -140,8 +164,21 @@ HDC dc_open(const DcTarget &target) {
 void dc_close(HDC hdc) {
     Canvas *c = canvas_of(hdc);
     if (!c) return;
+    canvas_fill_ground(*c);
     if (c->page) pixman_image_unref(c->page);
     delete c;
+}
+
+void dc_move(HDC hdc, uint32_t *pixels) {
+    Canvas *c = canvas_of(hdc);
+    if (!c) return;
+    canvas_fill_ground(*c);
+    DcTarget &t = c->target;
+    if (c->page) pixman_image_unref(std::exchange(c->page, nullptr));
+    t.pixels = pixels;
+    if (t.pixels && t.width > 0 && t.height > 0)
+        c->page = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, t.width, t.height, t.pixels,
+                                                    t.stride * static_cast<int>(sizeof(uint32_t)));
 }
 
 RECT dc_clip_box(HDC hdc) {
@@ -156,9 +193,19 @@ RECT dc_clip_box(HDC hdc) {
 void dc_limit(HDC hdc, const RECT *rect) {
     Canvas *c = canvas_of(hdc);
     if (!c) return;
+    canvas_fill_ground(*c);
     c->limit = rect ? page_rect(*c, rect->left, rect->top, rect->right, rect->bottom) : unlimited;
     c->clip = c->full;
     c->clip.intersect(c->limit);
+}
+
+void dc_ground(HDC hdc, const RECT &rect, gal_pixel color) {
+    Canvas *c = canvas_of(hdc);
+    if (!c) return;
+    canvas_fill_ground(*c);
+    c->ground = page_rect(*c, rect.left, rect.top, rect.right, rect.bottom);
+    c->ground_color = color;
+    canvas_forget_texts(*c, c->ground);
 }
 
 gal_pixel SetBrushColor(HDC hdc, gal_pixel color) {
@@ -195,7 +242,7 @@ void FillBox(HDC hdc, int x, int y, int w, int h) {
     if (!c || w <= 0 || h <= 0) return;
     const RECT box = page_rect(*c, x, y, int64_t{x} + w, int64_t{y} + h);
     canvas_forget_texts(*c, box);
-    canvas_report(*c, canvas_fill(*c, box, c->brush));
+    canvas_fill(*c, box, c->brush);
 }
 
 void MoveTo(HDC hdc, int x, int y) {
@@ -211,7 +258,8 @@ void LineTo(HDC hdc, int x, int y) {
     const Point from = point_on_page(*c, c->pen_x, c->pen_y), to = point_on_page(*c, x, y);
     MoveTo(hdc, x, y);
     const bool straight = from.x == to.x || from.y == to.y;
-    canvas_report(*c, straight ? straight_line(*c, from, to) : slanted_line(*c, from, to));
+    if (straight) straight_line(*c, from, to);
+    else slanted_line(*c, from, to);
 }
 
 void Rectangle(HDC hdc, int x0, int y0, int x1, int y1) {
@@ -220,11 +268,10 @@ void Rectangle(HDC hdc, int x0, int y0, int x1, int y1) {
     const RECT r = page_rect(*c, std::min(x0, x1), std::min(y0, y1), int64_t{std::max(x0, x1)} + 1,
                              int64_t{std::max(y0, y1)} + 1);
     const int w = std::min({c->pen_width, RECTW(r), RECTH(r)});
-    RECT drawn = canvas_fill(*c, {r.left, r.top, r.right, r.top + w}, c->pen);
-    drawn = rect_around(drawn, canvas_fill(*c, {r.left, r.bottom - w, r.right, r.bottom}, c->pen));
-    drawn = rect_around(drawn, canvas_fill(*c, {r.left, r.top + w, r.left + w, r.bottom - w}, c->pen));
-    drawn = rect_around(drawn, canvas_fill(*c, {r.right - w, r.top + w, r.right, r.bottom - w}, c->pen));
-    canvas_report(*c, drawn);
+    canvas_fill(*c, {r.left, r.top, r.right, r.top + w}, c->pen);
+    canvas_fill(*c, {r.left, r.bottom - w, r.right, r.bottom}, c->pen);
+    canvas_fill(*c, {r.left, r.top + w, r.left + w, r.bottom - w}, c->pen);
+    canvas_fill(*c, {r.right - w, r.top + w, r.right, r.bottom - w}, c->pen);
 }
 
 void FillCircle(HDC hdc, int cx, int cy, int r) {
@@ -235,19 +282,17 @@ void FillCircle(HDC hdc, int cx, int cy, int r) {
     const RECT reach = c->clip.extents();
     const int64_t first = std::max<int64_t>(centre.y - radius, reach.top);
     const int64_t end = std::min<int64_t>(centre.y + radius + 1, reach.bottom);
-    RECT drawn{};
+    const auto at = [](int64_t value) { return static_cast<int>(value); };
+    canvas_begin(*c, {at(centre.x - radius), at(first), at(centre.x + radius + 1), at(end)}, false);
     for (int64_t y = first; y < end; ++y) {
         const auto square = static_cast<double>(radius * radius - (y - centre.y) * (y - centre.y));
         const auto half = static_cast<int64_t>(std::sqrt(square));
-        const RECT row{static_cast<int>(centre.x - half), static_cast<int>(y),
-                       static_cast<int>(centre.x + half + 1), static_cast<int>(y + 1)};
-        drawn = rect_around(drawn, canvas_fill(*c, row, c->brush));
+        canvas_fill_begun(*c, {at(centre.x - half), at(y), at(centre.x + half + 1), at(y + 1)}, c->brush);
     }
-    canvas_report(*c, drawn);
 }
 
 void SetPixel(HDC hdc, int x, int y, gal_pixel color) {
     Canvas *c = canvas_of(hdc);
     if (!c) return;
-    canvas_report(*c, canvas_fill(*c, page_rect(*c, x, y, int64_t{x} + 1, int64_t{y} + 1), color));
+    canvas_fill(*c, page_rect(*c, x, y, int64_t{x} + 1, int64_t{y} + 1), color);
 }

@@ -22,16 +22,20 @@ struct DcTarget {
     pixman_region32_t *clip = nullptr; // page coordinates; owned by the caller until dc_close
     PLOGFONT font = nullptr;           // initial font; null: the default font
     std::vector<PaintedText> *texts = nullptr; // the window's record: a text is added, one that a fill covers is removed
-    void (*damaged)(void *context, const RECT &page_rect) = nullptr; // told of every area drawn, clipped
-    void *context = nullptr;
+    // Told of every area, clipped, before it is drawn on; whole: every pixel of it will be overwritten.
+    void (*about_to_draw)(const RECT &page_rect, bool whole) = nullptr;
 };
 HDC dc_open(const DcTarget &target);
 void dc_close(HDC hdc);
+// Draws on other pixels from now on, of the same shape.
+void dc_move(HDC hdc, uint32_t *pixels);
 // The bounds of what can be drawn on, in client coordinates; the client area where nothing of the window shows, so
 // that a painter that leaves out what lies outside still records its texts.
 RECT dc_clip_box(HDC hdc);
 // Draws only within a client rectangle from now on; texts are recorded cut to it. Null: as opened.
 void dc_limit(HDC hdc, const RECT *rect);
+// Gives a client rectangle a ground for what is drawn next. Where a FillBox follows at once, only what it leaves is filled.
+void dc_ground(HDC hdc, const RECT &rect, gal_pixel color);
 
 // Registers "static" and "scrollview"; called by InitGUI before any window exists.
 void register_builtin_controls();

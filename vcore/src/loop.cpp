@@ -61,7 +61,7 @@ bool take_paint(MSG &out) {
 // Everything that came is handled and painted: show it, and tell who asked.
 void finish_round() {
     paint_end_round();
-    panel_flush();
+    paint_show();
     static int rounds_put_off = 0;
     rounds_put_off = paint_wanted() ? rounds_put_off + 1 : 0;
     if (rounds_put_off % PATIENT_ROUNDS == 0) description_answer();
@@ -103,7 +103,7 @@ Next next_message(MSG &out, HWND loop_window, bool block, int64_t timers_until, 
 } // namespace
 
 void before_wait() {
-    if (tp_is_gui_thread()) panel_flush();
+    if (tp_is_gui_thread()) paint_show();
 }
 
 void gui_answer_until(bool (*done)(void *), void *arg) {
@@ -111,7 +111,7 @@ void gui_answer_until(bool (*done)(void *), void *arg) {
     queue_accept(true);
     while (!done(arg)) {
         if (queue_answer_sent()) continue;
-        panel_flush();
+        paint_show();
         const int64_t start = tp_clock_mono_ns();
         queue_wait_for_sent();
         exclude_from_procedure_time(tp_clock_to_kernel_ns(tp_clock_mono_ns() - start));

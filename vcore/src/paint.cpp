@@ -11,17 +11,14 @@ namespace {
 struct OpenContext {
     WindowRef window; // keeps the text record alive when the window ends first
     Region clip;
-    int page = 0;
 };
 std::unordered_map<HDC, std::unique_ptr<OpenContext>> g_contexts;
 uint64_t g_round = 1;
 
-void context_damaged(void *context, const RECT &page_rect) { panel_damaged(static_cast<OpenContext *>(context)->page, page_rect); }
-
 HDC open_context(const WindowRef &window, Region clip) {
     const PanelPage page = panel_hidden_page();
     const RECT screen = panel_rect();
-    auto open = std::make_unique<OpenContext>(OpenContext{window, std::move(clip), page.number});
+    auto open = std::make_unique<OpenContext>(OpenContext{window, std::move(clip)});
     DcTarget target;
     target.pixels = page.pixels;
     target.stride = page.stride;
@@ -34,8 +31,7 @@ HDC open_context(const WindowRef &window, Region clip) {
     target.clip = open->clip.get();
     target.font = window->font;
     target.texts = &window->texts;
-    target.damaged = context_damaged;
-    target.context = open.get();
+    target.about_to_draw = panel_about_to_draw;
     const HDC hdc = dc_open(target);
     if (hdc != HDC_INVALID) g_contexts.emplace(hdc, std::move(open));
     return hdc;
@@ -94,6 +90,11 @@ bool paint_wanted() {
 }
 
 void paint_end_round() { ++g_round; }
+
+void paint_show() {
+    if (!panel_flush()) return;
+    for (const auto &[hdc, open] : g_contexts) dc_move(hdc, panel_hidden_page().pixels);
+}
 
 void paint_forget_contexts() {
     while (!g_contexts.empty()) close_context(g_contexts.begin()->first);

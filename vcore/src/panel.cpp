@@ -1,5 +1,5 @@
-// The panel: drawing goes to the hidden page, a flush flips the pages and copies to the new hidden page exactly the
-// pixels that the flip left old there.
+// The panel: drawing goes to the hidden page and a flush flips the pages. The pixels that the flip leaves old on the page
+// that it hides are remembered: a drawing that covers them makes them new, the rest is copied before the next flip.
 #include "panel.h"
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 namespace vcore {
 namespace {
 constexpr size_t FOLD_AT = 1024;  // rectangles collected before they are merged
+constexpr size_t PIECES_MAX = 64; // of old pixels: more are dearer to keep account of than to copy
 constexpr int UNLIMITED = 32767;  // the largest coordinate that a touch can carry
 
 struct Panel {
@@ -21,14 +22,19 @@ struct Panel {
     tki_api_LCD_Refresh_t refresh = nullptr;
     std::vector<pixman_box32_t> drawn; // on the hidden page since the last flush, not merged yet
     Region damage;                     // the same, merged
-    Region drawn_visible;              // drawn through a device context that was held over a flush
+    Region old;                        // pixels of the hidden page that the visible one has newer
     bool refresh_failed = false;
 };
 Panel g_panel;
+PanelCounts g_counts;
 
 template <class Function> Function program_slot(const char *name) {
     auto *slot = static_cast<Function *>(dlsym(RTLD_DEFAULT, name));
     return slot ? *slot : nullptr;
+}
+
+bool within(const pixman_box32_t &outer, const pixman_box32_t &inner) {
+    return inner.x1 >= outer.x1 && inner.y1 >= outer.y1 && inner.x2 <= outer.x2 && inner.y2 <= outer.y2;
 }
 
 void merge_drawn() {
@@ -44,20 +50,31 @@ void merge_drawn() {
     p.drawn.clear();
 }
 
-void copy_region(const Region &region, int from, int to) {
-    const size_t stride = g_panel.info.stride / 4;
+void bring_up_to_date(const Region &region) {
+    const PanelPage hidden = panel_hidden_page();
+    const uint32_t *visible = g_panel.info.page[g_panel.info.visible];
+    const auto stride = static_cast<size_t>(hidden.stride);
     for (const pixman_box32_t &box : region.boxes()) {
+        const size_t width = static_cast<size_t>(box.x2 - box.x1), rows = static_cast<size_t>(box.y2 - box.y1);
         const size_t start = static_cast<size_t>(box.y1) * stride + static_cast<size_t>(box.x1);
-        const uint32_t *source = g_panel.info.page[from] + start;
-        uint32_t *target = g_panel.info.page[to] + start;
-        const size_t width = static_cast<size_t>(box.x2 - box.x1);
-        size_t rows = static_cast<size_t>(box.y2 - box.y1);
-        if (width == stride) {
-            memcpy(target, source, width * rows * 4);
-            continue;
-        }
-        for (; rows; --rows, source += stride, target += stride) memcpy(target, source, width * 4);
+        g_counts.copied += width * rows;
+        // Lines without a gap between them are copied in one go.
+        const size_t run = width == stride ? width * rows : width;
+        for (size_t at = start; at < start + rows * stride; at += run == width ? stride : run)
+            memcpy(hidden.pixels + at, visible + at, run * 4);
     }
+}
+
+void bring_all_up_to_date() {
+    bring_up_to_date(g_panel.old);
+    g_panel.old.clear();
+}
+
+uint64_t area(const Region &region) {
+    uint64_t sum = 0;
+    for (const pixman_box32_t &box : region.boxes())
+        sum += static_cast<uint64_t>(box.x2 - box.x1) * static_cast<uint64_t>(box.y2 - box.y1);
+    return sum;
 }
 } // namespace
 
@@ -87,8 +104,7 @@ void panel_close() { g_panel = Panel(); }
 
 PanelPage panel_hidden_page() {
     if (!g_panel.mapped) return {};
-    const int hidden = 1 - g_panel.info.visible;
-    return {g_panel.info.page[hidden], static_cast<int>(g_panel.info.stride / 4), hidden};
+    return {g_panel.info.page[1 - g_panel.info.visible], static_cast<int>(g_panel.info.stride / 4)};
 }
 
 RECT panel_rect() {
@@ -97,15 +113,22 @@ RECT panel_rect() {
     return {0, 0, UNLIMITED, UNLIMITED};
 }
 
-void panel_damaged(int page, const RECT &r) {
+void panel_about_to_draw(const RECT &r, bool whole) {
     Panel &p = g_panel;
     if (!p.mapped) return;
     const pixman_box32_t box{std::max(r.left, 0), std::max(r.top, 0), std::min<int>(r.right, p.info.width),
                              std::min<int>(r.bottom, p.info.height)};
     if (box.x1 >= box.x2 || box.y1 >= box.y2) return;
-    if (page == p.info.visible) {
-        p.drawn_visible.add(RECT{box.x1, box.y1, box.x2, box.y2});
-        return;
+    // Most drawing is details on a ground that was filled just before.
+    if (!p.drawn.empty() && within(p.drawn.back(), box)) return;
+    if (!p.old.empty()) {
+        Region part(RECT{box.x1, box.y1, box.x2, box.y2});
+        if (!whole) {
+            part.intersect(p.old);
+            bring_up_to_date(part);
+        }
+        p.old.subtract(part);
+        if (p.old.boxes().size() > PIECES_MAX) bring_all_up_to_date();
     }
     p.drawn.push_back(box);
     if (p.drawn.size() >= FOLD_AT) merge_drawn();
@@ -117,36 +140,35 @@ void panel_fill_black(const Region &region) {
     Region inside = region;
     inside.intersect(panel_rect());
     for (const pixman_box32_t &box : inside.boxes()) {
-        for (int y = box.y1; y < box.y2; ++y)
-            memset(page.pixels + static_cast<ptrdiff_t>(y) * page.stride + box.x1, 0, static_cast<size_t>(box.x2 - box.x1) * 4);
-        panel_damaged(page.number, {box.x1, box.y1, box.x2, box.y2});
+        panel_about_to_draw({box.x1, box.y1, box.x2, box.y2}, true);
+        pixman_fill(page.pixels, page.stride, 32, box.x1, box.y1, box.x2 - box.x1, box.y2 - box.y1, 0);
     }
 }
 
-void panel_flush() {
+bool panel_flush() {
     Panel &p = g_panel;
-    if (!p.mapped) return;
+    if (!p.mapped) return false;
     merge_drawn();
-    const int before = p.info.visible;
-    if (!p.drawn_visible.empty()) {
-        copy_region(p.drawn_visible, before, 1 - before);
-        p.damage.add(p.drawn_visible);
-        p.drawn_visible.clear();
-    }
-    if (p.damage.empty()) return;
+    if (p.damage.empty()) return false;
+    bring_all_up_to_date();
     const RECT bounds = p.damage.extents();
     const tki_lcd_rect rect{bounds.left, bounds.top, bounds.right, bounds.bottom};
-    if (p.refresh(&rect) != 1 - before) {
+    const int next = 1 - p.info.visible;
+    if (p.refresh(&rect) != next) {
         // The damage is kept: the next flush shows it too.
         if (!p.refresh_failed) __android_log_print(ANDROID_LOG_ERROR, "VCORE", "%s the panel did not flip", __func__);
         p.refresh_failed = true;
-        return;
+        return false;
     }
     p.refresh_failed = false;
-    p.info.visible = 1 - before;
-    copy_region(p.damage, 1 - before, before);
-    p.damage.clear();
+    p.info.visible = next;
+    g_counts.damaged += area(p.damage);
+    std::swap(p.old, p.damage); // nothing was old any more
+    if (p.old.boxes().size() > PIECES_MAX) bring_all_up_to_date();
+    return true;
 }
+
+PanelCounts &panel_counts() { return g_counts; }
 } // namespace vcore
 
 int tp_man_lcd_get_info_only() {

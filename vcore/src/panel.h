@@ -1,4 +1,5 @@
-// The panel's two pages. Everything is drawn on the hidden one; flush shows it. GUI thread.
+// The panel's two pages. Everything is drawn on the hidden one; flush shows it. What a flip leaves old on the page that it
+// hides is brought up to date only where the next frame does not draw over it. GUI thread.
 #pragma once
 
 #include "region.h"
@@ -12,16 +13,22 @@ void panel_close();
 struct PanelPage {
     uint32_t *pixels = nullptr; // null without a panel
     int stride = 0;             // pixels per line
-    int number = 0;
 };
 PanelPage panel_hidden_page();
 // 0,0 to the panel's size; without a panel to the size that the program was told, or without limit.
 RECT panel_rect();
 
-// Tells that the rectangle of a page was drawn on.
-void panel_damaged(int page, const RECT &rect);
+// To be told before anything is drawn on the hidden page. whole: every pixel of the rectangle is about to be overwritten;
+// otherwise what is there is made right first.
+void panel_about_to_draw(const RECT &rect, bool whole);
 void panel_fill_black(const Region &region);
-// Shows what was drawn since the last flush, if anything, and makes the two pages equal again.
-void panel_flush();
+// Shows what was drawn since the last flush. True when the other page is the hidden one now.
+bool panel_flush();
+
+// What the flips cost so far: pixels drawn, and pixels copied from one page to the other.
+struct PanelCounts {
+    uint64_t damaged = 0, copied = 0;
+};
+PanelCounts &panel_counts();
 
 } // namespace vcore

@@ -155,7 +155,7 @@ void paint_row(HWND hwnd, HDC hdc, ScrollView &view, int n, const RECT &row) {
     SvItem *item = view.items[static_cast<size_t>(n)].get();
     dc_limit(hdc, &row);
     SetBrushColor(hdc, GetWindowBkColor(hwnd));
-    FillBox(hdc, row.left, row.top, RECTW(row), RECTH(row));
+    dc_ground(hdc, row, GetWindowBkColor(hwnd));
     SetBkMode(hdc, BM_TRANSPARENT);
     SelectFont(hdc, GetWindowFont(hwnd));
     RECT own = row; // the painter may use it up

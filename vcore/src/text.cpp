@@ -210,23 +210,23 @@ void draw_lines(Canvas &c, Strike &strike, const Layout &layout, const RECT &box
     const int height = strike_height(strike);
     const RECT reach = c.clip.extents();
     if (!c.page || rect_empty(reach)) return;
+    RECT lines{};
+    for (size_t n = 0; n < layout.lines.size(); ++n) lines = rect_around(lines, line_rect(layout, n, box, height, format));
+    // Strokes may reach a little beyond their line.
+    const int beyond = height / 4;
+    canvas_begin(c, {lines.left - beyond, lines.top - beyond, lines.right + beyond, lines.bottom + beyond}, false);
     pixman_image_set_clip_region32(c.page, c.clip.get());
     pixman_image_t *ink = make_ink(c.text_color);
-    RECT drawn{};
     for (size_t n = 0; n < layout.lines.size(); ++n) {
         const RECT r = line_rect(layout, n, box, height, format);
         if (r.top >= reach.bottom) break;
         if (r.bottom <= reach.top) continue;
-        if (c.bk_mode == BM_OPAQUE) canvas_fill(c, r, c.bk_color);
+        if (c.bk_mode == BM_OPAQUE) canvas_fill_begun(c, r, c.bk_color);
         const Line &line = layout.lines[n];
         const auto characters = std::span(layout.text).subspan(line.begin, line.end - line.begin);
         strike_draw(strike, c.page, ink, {r.left, r.top, reach.left, reach.right, characters});
-        drawn = rect_around(drawn, r);
     }
     pixman_image_unref(ink);
-    // Slanting strokes may reach a little beyond their line.
-    drawn = {drawn.left - height / 4, drawn.top, drawn.right + height / 4, drawn.bottom};
-    canvas_report(c, rect_common(drawn, reach));
 }
 
 void draw_block(Canvas &c, Strike &strike, const Layout &layout, const RECT &box, UINT format) {
@@ -261,6 +261,7 @@ int DrawText(HDC hdc, const char *text, int len, RECT *rect, UINT format) {
         return height;
     }
     if (rect_empty(box)) return height;
+    canvas_fill_ground(*c);
     vcore::Region before = c->clip;
     c->clip.intersect(box);
     draw_block(*c, *strike, layout, box, format);

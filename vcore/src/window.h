@@ -104,6 +104,7 @@ WindowRef window_at(int x, int y);           // the topmost shown window or cont
 WindowRef paint_next();
 bool paint_wanted();                         // in this or a later round
 void paint_end_round();
+void paint_show();                           // what was drawn; contexts that are open go on drawing on the hidden page
 void paint_forget_contexts();
 // The paint message: erases, calls the procedure, and takes what is left of the invalid region.
 LRESULT paint_dispatch(const WindowRef &window);

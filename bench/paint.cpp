@@ -1,0 +1,340 @@
+// Painting against the machine's own speed. It draws through the factory library on a panel file, so it runs where a handset's
+// root is: tests/support/box BUILD BUILD/bin/bench_paint
+#include "common/turns.h"
+#include "device/factory_slots.h"
+#include "panel.h"
+#include "shell/main_menu.h"
+#include "testwnd/mmi_testwnd_lcd.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <ft2build.h>
+#include <pixman.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <tp_globals.h>
+#include <tp_gui.h>
+#include <tp_os.h>
+#include <unistd.h>
+#include FT_FREETYPE_H
+
+namespace {
+constexpr const char *PANEL = "/dev/graphics/fb0", *PANEL_FILE = "/data/bench-panel", *FLOOR_FILE = "/data/bench-floor";
+constexpr int ROWS = 12, CELLS = 40;
+
+struct Screen {
+    int width, height;
+    bool counts; // the goals are for this size; other sizes are reported beside it
+    size_t pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+    std::string name() const { return std::to_string(width) + "x" + std::to_string(height); }
+};
+
+// A file like the panel's, mapped as the panel is: two pages and the page behind them.
+uint32_t *map_file(const char *path, const Screen &s) {
+    const size_t bytes = s.pixels() * 8 + 8192;
+    const int fd = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0 || ftruncate(fd, static_cast<off_t>(bytes)) != 0) bench::give_up(std::string("cannot make ") + path);
+    void *memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    close(fd);
+    if (memory == MAP_FAILED) bench::give_up(std::string("cannot map ") + path);
+    return static_cast<uint32_t *>(memory);
+}
+
+void attribute(const char *name, const std::string &value) {
+    std::ofstream file(std::string("/sys/class/graphics/fb0/") + name);
+    if (!(file << value)) bench::give_up("cannot describe a panel: run this in tests/support/box");
+}
+
+// One size per process: the factory library opens the panel once.
+uint32_t *bring_up(const Screen &s) {
+    std::error_code ignored;
+    std::filesystem::create_directories("/sys/class/graphics/fb0", ignored);
+    attribute("virtual_size", std::to_string(s.width) + "," + std::to_string(2 * s.height));
+    attribute("stride", std::to_string(s.width * 4));
+    attribute("bits_per_pixel", "32");
+    uint32_t *panel = map_file(PANEL_FILE, s);
+    std::filesystem::remove(PANEL, ignored);
+    std::filesystem::create_symlink(PANEL_FILE, PANEL, ignored);
+    tp_os_thread_init();
+    if (tki_init_lib_factory_dll() != 0 || tp_man_lcd_get_info_only() != 0 || InitGUI() != 0) bench::give_up("no panel");
+    mmi_testwnd_InitLogFont();
+    return panel;
+}
+
+const tki_panel_tail &tail_of(const uint32_t *panel, const Screen &s) {
+    return *reinterpret_cast<const tki_panel_tail *>(reinterpret_cast<const char *>(panel) + (s.pixels() * 8 + 4095) / 4096 * 4096);
+}
+const uint32_t *shown(const uint32_t *panel, const Screen &s) { return panel + tail_of(panel, s).visible * s.pixels(); }
+
+bench::Goal goal(const Screen &s, double limit) { return s.counts ? bench::Goal::at_most(limit) : bench::Goal::report(); }
+
+// ---- a full-screen colour change ----
+
+void color_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, uint32_t *floor_pages) {
+    int level = 0;
+    const auto ours = bench::each([&] {
+        level = (level + 1) % 256;
+        char text[32];
+        snprintf(text, sizeof text, "%d,%d,%d", level, 255 - level, level / 2);
+        if (mmi_AutoTest_GrayLevel_Set(text) != 1) bench::give_up("the colour window does not open");
+        tp_gui_pump();
+    });
+    int value = 0;
+    const auto floor = bench::each([&] {
+        ++value;
+        memset(floor_pages + static_cast<size_t>(value & 1) * s.pixels(), value, s.pixels() * 4);
+    });
+    const auto [pairs] = bench::take_turns<1>(plan, ours, floor);
+    const uint32_t wanted = static_cast<uint32_t>(level + (255 - level) * 256 + level / 2 * 65536);
+    const uint32_t *page = shown(panel, s);
+    if (std::any_of(page, page + s.pixels(), [&](uint32_t p) { return p != wanted; })) bench::give_up("the colour is not shown");
+    bench::print_ratio({"full-screen colour change, command to panel, " + s.name() + ", against one memset of the frame", goal(s, 1.5)},
+                       pairs, "us", 1e6);
+    mmi_AutoTest_GrayLevel_Set("close");
+    tp_gui_pump();
+}
+
+// ---- a menu step ----
+
+// GB18030 and the same in code points.
+struct Label {
+    const char *gb;
+    std::u32string text;
+};
+const Label LABELS[] = {{"LCD \xd1\xd5\xc9\xab\xb2\xe2\xca\xd4 Color", U"LCD 颜色测试 Color"},
+                        {"\xb0\xb4\xbc\xfc Key \xd5\xf1\xb6\xaf\xb2\xe2\xca\xd4", U"按键 Key 振动测试"}};
+const Label &label(int row) { return LABELS[row % 2]; }
+
+void draw_row(HWND sv, HSVITEM item, HDC hdc, RECT *rect) { menu_draw_row(sv, item, hdc, rect, 17, true, 19); }
+
+// The masks of a row's glyphs, drawn by the font library as the toolkit asks it to, and nothing of the toolkit's.
+class BareGlyphs {
+public:
+    explicit BareGlyphs(int size) {
+        if (FT_Init_FreeType(&library_) != 0 || FT_New_Face(library_, "/system/fonts/song.ttc", 0, &face_) != 0 ||
+            FT_Set_Pixel_Sizes(face_, 0, static_cast<FT_UInt>(size)) != 0)
+            bench::give_up("no font");
+        cache_ = pixman_glyph_cache_create();
+        pixman_glyph_cache_freeze(cache_);
+    }
+    // The line's glyphs from x on, with the base line at 0.
+    std::vector<pixman_glyph_t> line(const std::u32string &text, int x) {
+        std::vector<pixman_glyph_t> out;
+        for (const char32_t c : text) {
+            if (FT_Load_Char(face_, c, FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP) != 0 ||
+                FT_Render_Glyph(face_->glyph, FT_RENDER_MODE_NORMAL) != 0)
+                bench::give_up("the font lacks a character");
+            if (const void *glyph = mask(c)) out.push_back({x, 0, glyph});
+            x += static_cast<int>((face_->glyph->advance.x + 32) >> 6);
+        }
+        return out;
+    }
+    void blend(pixman_image_t *ink, pixman_image_t *page, int base_line, const std::vector<pixman_glyph_t> &glyphs) {
+        pixman_composite_glyphs_no_mask(PIXMAN_OP_OVER, ink, page, 0, 0, 0, base_line, cache_, static_cast<int>(glyphs.size()),
+                                        const_cast<pixman_glyph_t *>(glyphs.data()));
+    }
+
+private:
+    const void *mask(char32_t c) {
+        void *key = reinterpret_cast<void *>(static_cast<uintptr_t>(c));
+        if (const void *known = pixman_glyph_cache_lookup(cache_, this, key)) return known;
+        const FT_Bitmap &b = face_->glyph->bitmap;
+        if (b.width == 0 || b.rows == 0) return nullptr;
+        pixman_image_t *image = pixman_image_create_bits(PIXMAN_a8, static_cast<int>(b.width), static_cast<int>(b.rows), nullptr, 0);
+        for (unsigned y = 0; y < b.rows; ++y)
+            memcpy(reinterpret_cast<char *>(pixman_image_get_data(image)) + y * static_cast<unsigned>(pixman_image_get_stride(image)),
+                   b.buffer + static_cast<int>(y) * b.pitch, b.width);
+        const void *glyph =
+            pixman_glyph_cache_insert(cache_, this, key, -face_->glyph->bitmap_left, face_->glyph->bitmap_top, image);
+        pixman_image_unref(image);
+        return glyph;
+    }
+    FT_Library library_ = nullptr;
+    FT_Face face_ = nullptr;
+    pixman_glyph_cache_t *cache_ = nullptr;
+};
+
+pixman_image_t *solid(gal_pixel color) {
+    const auto channel = [&](int shift) { return static_cast<uint16_t>(((color >> shift) & 0xFF) * 0x101); };
+    const pixman_color_t ink{channel(16), channel(8), channel(0), 0xFFFF};
+    return pixman_image_create_solid_fill(&ink);
+}
+
+// Where the toolkit put the line: the base line at which the bare glyphs give the very pixels that are shown.
+int find_base_line(BareGlyphs &bare, const std::vector<pixman_glyph_t> &line, const Screen &s, const uint32_t *page, int row,
+                   gal_pixel ground) {
+    const int height = s.height / ROWS, top = row * height + 2, bottom = (row + 1) * height - 2;
+    std::vector<uint32_t> memory(s.pixels());
+    pixman_image_t *target = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, s.width, s.height, memory.data(), s.width * 4);
+    pixman_image_t *ink = solid(SysPixelIndex[19]);
+    int found = -1;
+    for (int base = top; base < bottom && found < 0; ++base) {
+        std::fill(memory.begin(), memory.end(), ground);
+        bare.blend(ink, target, base, line);
+        bool same = true;
+        for (int y = top; y < bottom && same; ++y)
+            for (int x = 4; x < s.width - 4 && same; ++x) {
+                const size_t at = static_cast<size_t>(y) * static_cast<size_t>(s.width) + static_cast<size_t>(x);
+                same = (page[at] & 0xFFFFFF) == (memory[at] & 0xFFFFFF);
+            }
+        if (same) found = base;
+    }
+    pixman_image_unref(ink);
+    pixman_image_unref(target);
+    if (found < 0) bench::give_up("the bare glyphs are not those on the screen");
+    return found;
+}
+
+struct Menu {
+    HWND window, list;
+};
+Menu open_menu(const Screen &s) {
+    const HWND window = create_shell_window(DefaultMainWinProc, HWND_DESKTOP, {0, 0, s.width, s.height});
+    const HWND list = CreateWindowEx("scrollview", "", WS_VISIBLE, 0, 21, 0, 0, s.width, s.height, window, 0);
+    SetWindowFont(list, g_font_menu);
+    scrollview_set_itemdraw(list, draw_row);
+    for (int row = 0; row < ROWS; ++row) scrollview_add_item(list, s.height / ROWS, 0, label(row).gb);
+    scrollview_set_current(list, 0, true);
+    SetFocus(list);
+    ShowWindow(window, SW_SHOWNORMAL);
+    tp_gui_pump();
+    return {window, list};
+}
+
+void step_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, uint32_t *floor_pages) {
+    const Menu menu = open_menu(s);
+    const int size = s.width < 1092 ? s.width / 12 : 90;
+    BareGlyphs bare(size);
+    struct Place {
+        std::vector<pixman_glyph_t> glyphs;
+        int base_line;
+    };
+    std::vector<Place> places;
+    for (int row = 0; row < ROWS; ++row) {
+        auto line = bare.line(label(row).text, (s.width - GetTextWidth(g_font_menu, label(row).gb, -1)) / 2);
+        const int base = find_base_line(bare, line, s, shown(panel, s), row, SysPixelIndex[row == 0 ? 17 : 18]);
+        places.push_back({std::move(line), base});
+    }
+    int current = 0, way = 1;
+    const auto next = [](int &at, int &step) {
+        if (at + step < 0 || at + step >= ROWS) step = -step;
+        return at += step;
+    };
+    vcore::panel_counts() = {};
+    const auto ours = bench::each([&] {
+        const int before = current;
+        PostMessage(menu.window, MSG_USER, 0, 0);
+        SendMessage(menu.list, MSG_KEYDOWN, next(current, way) > before ? 108 : 103, 0);
+        tp_gui_pump();
+    });
+    pixman_image_t *pages[2], *ink = solid(SysPixelIndex[19]);
+    for (int n = 0; n < 2; ++n)
+        pages[n] = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, s.width, s.height,
+                                                     floor_pages + static_cast<size_t>(n) * s.pixels(), s.width * 4);
+    int at = 0, step = 1, page = 0;
+    const auto floor = bench::each([&] {
+        page = 1 - page;
+        for (const int row : {at, next(at, step)}) {
+            const Place &place = places[static_cast<size_t>(row)];
+            bare.blend(ink, pages[page], place.base_line, place.glyphs);
+        }
+    });
+    const auto [pairs] = bench::take_turns<1>(plan, ours, floor);
+    if (scrollview_get_current(menu.list) != current) bench::give_up("the selection did not move");
+    bench::print_ratio({"menu step, 12 rows of Latin and Chinese text, warm, " + s.name() + ", against blending the two rows' glyphs bare",
+                        bench::Goal::at_most(1.5)},
+                       pairs, "us", 1e6);
+    const vcore::PanelCounts counts = vcore::panel_counts();
+    const double share = static_cast<double>(counts.copied) / static_cast<double>(counts.damaged);
+    bench::print_value({"menu step, pixels copied per pixel damaged, " + s.name(), bench::Goal::at_most(1.1)}, {share, share, share}, "");
+    DestroyMainWindow(menu.window);
+    tp_gui_pump();
+}
+
+// ---- cells under a finger ----
+
+int cell_width, cell_height;
+RECT cell_at(int x, int y) {
+    const int left = x / cell_width * cell_width, top = y / cell_height * cell_height;
+    return {left, top, left + cell_width, top + cell_height};
+}
+RECT touched;
+gal_pixel finger_color;
+
+LRESULT cell_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == MSG_MOUSEMOVE) {
+        touched = cell_at(LOSWORD(lParam), HISWORD(lParam));
+        InvalidateRect(hwnd, &touched, false);
+        return 0;
+    }
+    if (message == MSG_PAINT) {
+        const HDC hdc = BeginPaint(hwnd);
+        SetBrushColor(hdc, finger_color);
+        FillBox(hdc, touched.left, touched.top, RECTW(touched), RECTH(touched));
+        EndPaint(hwnd, hdc);
+        return 0;
+    }
+    return DefaultMainWinProc(hwnd, message, wParam, lParam);
+}
+
+void cell_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, uint32_t *floor_pages) {
+    cell_width = s.width / CELLS, cell_height = s.height / CELLS;
+    touched = {0, 0, s.width, s.height};
+    const HWND window = create_shell_window(cell_proc, HWND_DESKTOP, {0, 0, s.width, s.height});
+    ShowWindow(window, SW_SHOWNORMAL);
+    tp_gui_pump();
+    const auto walk = [](int &n) {
+        n = (n + 1) % (CELLS * CELLS);
+        return std::pair{n % CELLS * cell_width, n / CELLS * cell_height};
+    };
+    int n = 0;
+    const auto ours = bench::each([&] {
+        const auto [x, y] = walk(n);
+        if (n == 0) finger_color += 0x010203;
+        PostMessage(window, MSG_MOUSEMOVE, 0, MAKELONG(x + 1, y + 1));
+        tp_gui_pump();
+    });
+    int m = 0, page = 0;
+    const auto floor = bench::each([&] {
+        const auto [x, y] = walk(m);
+        page = 1 - page;
+        pixman_fill(floor_pages + static_cast<size_t>(page) * s.pixels(), s.width, 32, x, y, cell_width, cell_height, static_cast<uint32_t>(m));
+    });
+    const uint32_t before = tail_of(panel, s).counter;
+    const auto [pairs] = bench::take_turns<1>(plan, ours, floor);
+    if (tail_of(panel, s).counter - before < 1000) bench::give_up("the cells were not shown one by one");
+    bench::print_ratio({"40 x 40 cells painted one by one, message to panel, " + s.name() + ", against bare fills", goal(s, 3)}, pairs,
+                       "us", 1e6);
+    DestroyMainWindow(window);
+    tp_gui_pump();
+}
+
+int run(const bench::Plan &plan, const Screen &s) {
+    bench::pin_thread(bench::cores().back());
+    const uint32_t *panel = bring_up(s);
+    uint32_t *floor_pages = map_file(FLOOR_FILE, s);
+    color_rows(plan, s, panel, floor_pages);
+    step_rows(plan, s, panel, floor_pages);
+    cell_rows(plan, s, panel, floor_pages);
+    TerminateGUI();
+    return 0;
+}
+} // namespace
+
+int main(int argc, char **argv) {
+    const bench::Plan plan = bench::plan_of(argc, argv);
+    // The log goes to a file, as on a handset; it looks for the folder when the program is loaded.
+    if (mkdir("/dev/__vxo_log", 0755) == 0) execv(argv[0], argv);
+    int failed = 0;
+    for (const Screen &s : {Screen{720, 1280, true}, Screen{1080, 2340, false}}) {
+        const pid_t child = fork();
+        if (child == 0) exit(run(plan, s));
+        int status = 0;
+        if (child < 0 || waitpid(child, &status, 0) != child || status != 0) failed = 1;
+    }
+    return failed;
+}
