@@ -97,6 +97,8 @@ void add_boot_options(CLI::App &sub, BootArgs &args) {
     sub.add_option("--language", args.language, "language texts (like virtual/rootfs/tki_language.ini)")->check(TEXT_FILE);
     sub.add_option("--bootmode", args.bootmode, "boot mode property: normal, or ffbm-99 for the reduced screen");
     sub.add_option("--speed", args.speed, "how much faster than the wall clock its time runs")->check(CLI::Range(1.0, 1000.0));
+    sub.add_option("--storage", args.storage, "direct, or faults: it takes the orders of ./handset storage (first direct)")
+        ->check(CLI::IsMember({"direct", "faults"}));
     sub.add_flag("--headless", args.headless, "tell viewers not to open a window");
     sub.add_option("--prop", args.props, "further system property")->check(KEY_VALUE)->expected(1)->take_all();
     sub.add_option("--env", args.env, "further environment of the program")->check(KEY_VALUE)->expected(1)->take_all();
@@ -109,6 +111,7 @@ vh::BootOptions boot_options(const BootArgs &args) {
     if (!args.config.empty()) options.config = text_file(args.config);
     if (!args.language.empty()) options.language = text_file(args.language);
     if (!args.bootmode.empty()) options.bootmode = args.bootmode;
+    if (!args.storage.empty()) options.storage = args.storage;
     if (args.speed > 0) options.speed = args.speed;
     options.headless = args.headless;
     add_pairs(args.props, options.props);

@@ -7,6 +7,7 @@
 //                     process before it runs)  stop | restart
 //   exited STATUS    the program ended
 //   exec-done ID STATUS
+//   sync CALL        a sync(2) waits            synced CALL
 //   note TEXT        a line for the operator
 //
 // A status is that of a shell: the exit status, or 128 plus the signal's number.

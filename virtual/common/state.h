@@ -17,6 +17,7 @@
 //   run/props/          /dev/__vxo_props/                            one file per system property; persist.* survive a boot
 //   run/log/main.log    /dev/__vxo_log/main.log                      the Android log, one line per record (see below)
 //   run/pc.sock         (served by vinit inside)                     the PC channel: bytes to and from 127.0.0.1:port inside
+//   run/storage/        data, cache and partitions where they take orders (option --storage faults)
 //   run/control.sock    -                                            the launcher's control socket (below)
 //   run/launcher.pid    -                                            process id of the launcher, locked while it lives
 //   image/              lower layer of /system                       made anew at every boot
@@ -31,10 +32,22 @@
 //                                    "crash" ...), size [w,h], port
 //   stop | reboot                 ends or restarts the handset
 //   boot                          boots one that is off
-//                                    "state" is "running" once the first process inside is ready; "last" is also "start", "exit"
-//                                    and "boot-loop"; a pid is -1 while there is none
+//                                    "state" is "running" once the first process inside is ready; "last" is also "start", "exit",
+//                                    "power-cut" and "boot-loop"; a pid is -1 while there is none
 //   attr {path[, value]}          reads or sets a kernel attribute as the kernel would (from the hardware's side) -> value
 //   fault {path, fault}           fault: "eio", "stale", "delay=MS", "none"
+//   storage {...}                 orders for the storage of a handset booted with --storage faults; any of these together
+//     path, fault                    path: "/data" "/cache" "vxocfg" "vxoflag" "vxoprod". fault: "full" (no room for new names
+//                                    and growing files: ENOSPC), "full=BYTES" (so much room is left), "read-only" (EROFS),
+//                                    "eio" (reads and changes fail; names and sizes are still told), "none"
+//     count: true                    counts changing operations anew; stop: true ends that
+//     cut {at, phase, mode}          counts anew, and the power goes at operation `at` (1 ...; 0: now): phase "before", "middle"
+//                                    (half of a write is in; anything else is done and not answered) or "after". mode "keep":
+//                                    all that came through stays; "lose": what neither fsync nor sync has made durable since
+//                                    the count began is taken back. The handset boots again by itself, "last" is "power-cut"
+//     list: true                     adds the operations
+//                                 -> count, counting, cut (null: none), faults {path: fault}, operations [{kind, path, unsynced}]:
+//                                    unsynced: a cut right behind it would lose something
 //   exec {argv, stdin?}           runs a command in the handset's namespaces -> status, output (base64 free: text). With three
 //                                    descriptors sent along (SCM_RIGHTS) these are its standard ones -> status. It is killed
 //                                    when the client hangs up

@@ -20,11 +20,15 @@ constexpr unsigned NATIVE_ARCHITECTURE = AUDIT_ARCH_AARCH64;
 #error "name the audit architecture of this machine"
 #endif
 
-int alarm_clocks_install() {
+int alarm_clocks_install(bool with_syncs) {
+    constexpr unsigned NO_CALL = UINT32_MAX;
+    const unsigned sync_call = with_syncs ? SYS_sync : NO_CALL, syncfs_call = with_syncs ? SYS_syncfs : NO_CALL;
     sock_filter code[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, NATIVE_ARCHITECTURE, 0, 5),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, NATIVE_ARCHITECTURE, 0, 7),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, sync_call, 6, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, syncfs_call, 5, 0),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_timerfd_create, 0, 3),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)), // low half of the clock id, little endian
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, CLOCK_REALTIME_ALARM, 2, 0),
@@ -38,9 +42,10 @@ int alarm_clocks_install() {
         syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program));
 }
 
-void alarm_clocks_answer(int listener) {
+std::optional<uint64_t> alarm_clocks_answer(int listener) {
     seccomp_notif call{};
-    if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) return;
+    if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) return std::nullopt;
+    if (call.data.nr == SYS_sync || call.data.nr == SYS_syncfs) return call.id;
     const auto clock = static_cast<clockid_t>(call.data.args[0]);
     const auto flags = static_cast<int>(call.data.args[1]);
     const vh::Fd timer(timerfd_create(clock == CLOCK_REALTIME_ALARM ? CLOCK_REALTIME : CLOCK_BOOTTIME, flags));
@@ -50,10 +55,17 @@ void alarm_clocks_answer(int listener) {
         grant.flags = SECCOMP_ADDFD_FLAG_SEND;
         grant.srcfd = static_cast<unsigned>(timer.get());
         grant.newfd_flags = flags & TFD_CLOEXEC ? static_cast<unsigned>(O_CLOEXEC) : 0u;
-        if (ioctl(listener, SECCOMP_IOCTL_NOTIF_ADDFD, &grant) >= 0) return;
+        if (ioctl(listener, SECCOMP_IOCTL_NOTIF_ADDFD, &grant) >= 0) return std::nullopt;
     }
     seccomp_notif_resp refusal{};
     refusal.id = call.id;
     refusal.error = -(errno ? errno : EPERM);
     ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &refusal);
+    return std::nullopt;
+}
+
+void sync_answer(int listener, uint64_t call) {
+    seccomp_notif_resp done{};
+    done.id = call;
+    ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &done);
 }

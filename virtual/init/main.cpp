@@ -2,9 +2,10 @@
 // PC link, and collects the dead. A reboot(2) in this PID namespace ends it by a signal, which the launcher sees as status
 // 129 or 130; so it never ends with those by itself.
 //
-//   vinit CONTROL PC-LISTENER service|once PROGRAM [ARGUMENTS]
+//   vinit CONTROL PC-LISTENER service|once[,syncs] PROGRAM [ARGUMENTS]
 //
-// CONTROL and PC-LISTENER are descriptors. service: the program is started again; once: the sandbox ends with it.
+// CONTROL and PC-LISTENER are descriptors. service: the program is started again; once: the sandbox ends with it. syncs:
+// the launcher is told of every sync(2), and the caller waits for it.
 #include "common/message.h"
 #include "init/processes.h"
 #include "init/proxy.h"
@@ -30,8 +31,9 @@ constexpr int STATUS_SETUP_FAILED = 3;
 
 class Init {
 public:
-    Init(vh::Fd control, vh::Fd pc_listener, bool once, std::vector<std::string> program)
-        : control_(std::move(control)), pc_listener_(std::move(pc_listener)), once_(once), program_(std::move(program)) {}
+    Init(vh::Fd control, vh::Fd pc_listener, const std::string &mode, std::vector<std::string> program)
+        : control_(std::move(control)), pc_listener_(std::move(pc_listener)), once_(mode.starts_with("once")),
+          program_(std::move(program)), processes_(loop_, control_.get(), mode.ends_with(",syncs")) {}
 
     [[noreturn]] void run() {
         set_up();
@@ -90,6 +92,7 @@ private:
         const std::string &verb = message->fields[0];
         if (verb == "stop") stop();
         else if (verb == "kill" && message->fields.size() == 2) processes_.kill_command(message->fields[1]);
+        else if (verb == "synced" && message->fields.size() == 2) processes_.sync_done(message->fields[1]);
         else if (verb == "exec" && message->fields.size() > 3)
             processes_.start_command(message->fields[1], message->fields[2],
                                      {message->fields.begin() + 3, message->fields.end()}, message->fds);
@@ -110,7 +113,7 @@ private:
     vh::Fd control_, pc_listener_, signals_;
     const bool once_;
     const std::vector<std::string> program_;
-    Processes processes_{loop_, control_.get()};
+    Processes processes_;
     std::optional<PcProxy> proxy_;
     std::optional<Clock::time_point> restart_at_;
 };
@@ -136,6 +139,6 @@ int main(int argc, char **argv) {
         return 1;
     }
     if (argc < 5) return 2;
-    Init(vh::Fd(descriptor(argv[1])), vh::Fd(descriptor(argv[2])), strcmp(argv[3], "once") == 0, {argv + 4, argv + argc})
+    Init(vh::Fd(descriptor(argv[1])), vh::Fd(descriptor(argv[2])), argv[3], {argv + 4, argv + argc})
         .run();
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <sys/epoll.h>
 #include <sys/wait.h>
@@ -13,8 +14,8 @@
 
 namespace {
 // In the child: hands the descriptor of the alarm clock calls to this process's parent.
-void give_alarm_listener(int channel) {
-    const vh::Fd listener(alarm_clocks_install());
+void give_alarm_listener(int channel, bool with_syncs) {
+    const vh::Fd listener(alarm_clocks_install(with_syncs));
     if (listener) vh::send_message(channel, {"alarms"}, {listener.get()});
 }
 
@@ -48,7 +49,7 @@ pid_t Processes::start(const Start &what) {
     for (size_t i = 0; i < what.stdio.size() && i < 3; ++i) dup2(what.stdio[i], static_cast<int>(i));
     if (chdir(what.folder.c_str()) != 0 && chdir("/") != 0) _exit(126);
     if (what.is_program) vh::send_message(control_, {"program"});
-    give_alarm_listener(theirs.get());
+    give_alarm_listener(theirs.get(), with_syncs_);
     theirs.reset();
     execute(what.argv);
 }
@@ -58,12 +59,18 @@ void Processes::watch_alarm_clocks(vh::Fd listener) {
     alarm_listeners_[fd] = std::move(listener);
     loop_.add(fd, EPOLLIN, [this, fd](uint32_t events) {
         if (events & EPOLLIN) {
-            alarm_clocks_answer(fd);
+            if (const std::optional<uint64_t> sync = alarm_clocks_answer(fd))
+                vh::send_message(control_, {"sync", std::to_string(fd) + " " + std::to_string(*sync)});
         } else { // every process under this filter is gone
             loop_.remove(fd);
             alarm_listeners_.erase(fd);
         }
     });
+}
+
+void Processes::sync_done(const std::string &call) const {
+    const int fd = atoi(call.c_str());
+    if (alarm_listeners_.contains(fd)) sync_answer(fd, strtoull(call.c_str() + call.find(' '), nullptr, 10));
 }
 
 void Processes::start_program(const std::vector<std::string> &argv) { program_ = start({argv, "/data", {}, true}); }

@@ -10,7 +10,8 @@
 
 class Processes {
 public:
-    Processes(Loop &loop, int control) : loop_(loop), control_(control) {}
+    // with_syncs: every sync(2) waits for sync_done.
+    Processes(Loop &loop, int control, bool with_syncs) : loop_(loop), control_(control), with_syncs_(with_syncs) {}
 
     // Starts (again) the program; its process reports itself to the launcher first.
     void start_program(const std::vector<std::string> &argv);
@@ -18,6 +19,8 @@ public:
     void start_command(const std::string &id, const std::string &folder, const std::vector<std::string> &argv,
                        const std::vector<vh::Fd> &stdio);
     void kill_command(const std::string &id) const;
+    // The launcher has seen the sync of which it was told.
+    void sync_done(const std::string &call) const;
     // Collects every dead process and reports. True when the program was among them; its status in `status`.
     bool reap(int &status);
 
@@ -33,6 +36,7 @@ private:
 
     Loop &loop_;
     int control_;
+    bool with_syncs_;
     pid_t program_ = -1;
     std::map<pid_t, std::string> commands_;
     std::map<int, vh::Fd> alarm_listeners_;

@@ -1,6 +1,8 @@
 #define FUSE_USE_VERSION 312
 #include "kernel/fuse_fs.h"
 
+#include "kernel/fuse_session.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -9,12 +11,10 @@
 #include <fuse.h>
 #include <linux/fs.h>
 #include <mutex>
+#include <optional>
 #include <poll.h>
 #include <set>
-#include <stdexcept>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <thread>
 
 namespace vh {
 
@@ -33,8 +33,7 @@ struct FuseMount::State {
     std::mutex mutex; // open_files, their fields, real_proc
     std::set<OpenFile *> open_files;
     Fd real_proc;
-    fuse *session = nullptr;
-    std::thread loop;
+    std::optional<FuseSession> session;
 };
 
 namespace {
@@ -200,46 +199,16 @@ fuse_operations operations() {
     ops.init = fs_init;
     return ops;
 }
-
-// By mount(2) itself: no setuid helper, nothing in the user's table of mounts.
-Fd mount_device(const std::string &folder) {
-    Fd device(open("/dev/fuse", O_RDWR | O_CLOEXEC));
-    if (!device) throw std::runtime_error(std::string("/dev/fuse: ") + strerror(errno));
-    const std::string options = "fd=" + std::to_string(device.get()) + ",rootmode=40000,user_id=0,group_id=0";
-    if (mount("handset", folder.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
-        throw std::runtime_error("mount of the kernel attributes on " + folder + ": " + strerror(errno));
-    return device;
-}
-
-void serve(fuse *session) {
-    const std::unique_ptr<fuse_loop_config, void (*)(fuse_loop_config *)> config(fuse_loop_cfg_create(),
-                                                                               fuse_loop_cfg_destroy);
-    // A delayed node holds a thread; others must still be answered.
-    fuse_loop_cfg_set_max_threads(config.get(), 64);
-    fuse_loop_cfg_set_idle_threads(config.get(), 4);
-    fuse_loop_mt(session, config.get());
-}
 } // namespace
 
 FuseMount::FuseMount(Tree &tree, const std::string &folder) : state_(std::make_unique<State>(tree)) {
     static const fuse_operations ops = operations();
-    char name[] = "handset";
-    char *argv[] = {name, nullptr};
-    fuse_args args = FUSE_ARGS_INIT(1, argv);
-    Fd device = mount_device(folder);
-    state_->session = fuse_new(&args, &ops, sizeof ops, state_.get());
-    fuse_opt_free_args(&args);
-    const std::string target = "/dev/fd/" + std::to_string(device.get());
-    if (!state_->session || fuse_mount(state_->session, target.c_str()) != 0)
-        throw std::runtime_error("the kernel attributes cannot be served");
-    device.release(); // belongs to the session now
     tree.on_any_change([fs = state_.get()](Node &node) { wake_pollers(*fs, node); });
-    state_->loop = std::thread(serve, state_->session);
+    state_->session.emplace(ops, sizeof ops, state_.get(), folder);
 }
 
 FuseMount::~FuseMount() {
     // The owning process leaves by _exit, with the mount and its threads; only a failed start comes here.
-    if (state_->loop.joinable()) state_->loop.detach();
     [[maybe_unused]] State *kept = state_.release();
 }
 

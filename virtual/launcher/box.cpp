@@ -31,6 +31,16 @@ void write_file_once(const char *path, const std::string &text) {
         throw std::runtime_error(std::string(path) + ": " + strerror(errno));
 }
 
+void signal_event(const Fd &event) {
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t n = write(event.get(), &one, sizeof one);
+}
+
+void clear_event(const Fd &event) {
+    uint64_t count;
+    [[maybe_unused]] const ssize_t n = read(event.get(), &count, sizeof count);
+}
+
 // The port inside that the PC link leads to.
 int at_port(const StatePaths &paths) {
     std::ifstream file(paths.props() + "/persist.vxo.at.port");
@@ -45,7 +55,7 @@ std::chrono::milliseconds short_boot(double speed) {
 
 Box::Box(StatePaths paths, SandboxPlan plan, Fd launcher)
     : paths_(std::move(paths)), plan_(std::move(plan)), launcher_(std::move(launcher)),
-      orders_ready_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+      orders_ready_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), power_cut_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void Box::enter_namespaces() const {
     const uid_t uid = getuid();
@@ -77,6 +87,10 @@ int Box::run() {
         make_props_clock();
         device_ = std::make_unique<Device>(panel, plan_.options.speed);
         kernel_ = std::make_unique<FuseMount>(device_->tree(), mount_dir(paths_));
+        if (plan_.options.storage == "faults") {
+            storage_ = std::make_unique<Storage>(paths_, [this] { signal_event(power_cut_); });
+            storage_mount_ = std::make_unique<StorageMount>(*storage_, storage_dir(paths_));
+        }
         control_ = std::make_unique<ControlServer>(*this, paths_.control_socket());
         return boot_loop();
     } catch (const std::exception &error) {
@@ -108,6 +122,11 @@ int Box::boot_loop() {
             }
             say("restarted by reboot");
             break;
+        case End::power_cut:
+            set_last("power-cut");
+            say("the power was cut");
+            if (plan_.options.once || plan_.once) return STATUS_REBOOT;
+            break;
         case End::power_off:
             set_last("power-off");
             say("powered off");
@@ -136,6 +155,7 @@ Box::End Box::boot_once() {
     set_state("booting");
     prepare_boot(paths_, plan_.options, clock_);
     device_->tree().reset();
+    clear_event(power_cut_);
     const Fd pc_listener(listen_unix(paths_.pc_socket(), 64));
     Sandbox sandbox = start_sandbox(paths_, plan_, pc_listener);
     {
@@ -149,6 +169,7 @@ Box::End Box::boot_once() {
         sandbox_control_ = -1;
         init_pid_ = program_pid_ = -1;
     }
+    if (storage_) storage_->sandbox_is_gone();
     drop_commands();
     unlink(paths_.pc_socket().c_str());
     return end;
@@ -161,9 +182,10 @@ Box::End Box::wait_for_end(Sandbox &sandbox) {
         pollfd fds[] = {{sandbox.pidfd.get(), POLLIN, 0},
                         {sandbox.control.get(), POLLIN, 0},
                         {orders_ready_.get(), POLLIN, 0},
-                        {wanted ? -1 : launcher_.get(), POLLIN, 0}};
+                        {wanted ? -1 : launcher_.get(), POLLIN, 0},
+                        {power_cut_.get(), POLLIN, 0}};
         const int timeout = deadline ? 50 : -1;
-        poll(fds, 4, timeout);
+        poll(fds, 5, timeout);
         if (fds[1].revents & POLLIN) {
             if (const std::optional<Message> message = receive_message(sandbox.control.get())) {
                 handle_message(*message);
@@ -174,7 +196,11 @@ Box::End Box::wait_for_end(Sandbox &sandbox) {
         while (const std::optional<Order> order = take_order())
             if (*order != Order::boot) wanted = *order == Order::stop ? End::stopped : End::restarted;
         if (fds[3].revents) wanted = End::stopped;
-        if (wanted && !deadline) {
+        if (fds[4].revents) {
+            wanted = End::power_cut;
+            deadline = Clock::now() + STOP_LIMIT;
+            end_at_once(sandbox);
+        } else if (wanted && !deadline) {
             deadline = Clock::now() + STOP_LIMIT;
             send_message(sandbox.control.get(), {"stop"});
         } else if (deadline && Clock::now() > *deadline) {
@@ -184,6 +210,13 @@ Box::End Box::wait_for_end(Sandbox &sandbox) {
     int wait_status = 0;
     waitpid(sandbox.pid, &wait_status, 0);
     return wanted ? *wanted : end_of(wait_status);
+}
+
+// Its first process is killed, and the kernel kills all others before that one is gone; bwrap only waits for that.
+void Box::end_at_once(const Sandbox &sandbox) {
+    clear_event(power_cut_);
+    const std::scoped_lock lock(mutex_);
+    kill(init_pid_ > 0 ? init_pid_ : sandbox.pid, SIGKILL);
 }
 
 Box::End Box::end_of(int wait_status) const {
@@ -221,10 +254,28 @@ void Box::handle_message(const Message &message) {
             command->second->done = true;
             command_done_.notify_all();
         }
+    } else if (verb == "sync") {
+        sync_came(argument);
     } else if (verb == "note") {
         if (!told_note_) say(argument);
         told_note_ = true;
     }
+}
+
+// A sync(2) inside waits until all that was written is durable. Without power nobody is answered.
+void Box::sync_came(const std::string &call) {
+    if (storage_ && !storage_->sync()) return;
+    const std::scoped_lock lock(mutex_);
+    if (sandbox_control_ >= 0) send_message(sandbox_control_, {"synced", call});
+}
+
+nlohmann::json Box::storage(const nlohmann::json &request) {
+    if (!storage_) throw std::runtime_error("the storage takes no orders; stop the handset and boot it with --storage faults");
+    if (request.contains("cut") && request.at("cut").value("at", 0) == 0) {
+        const std::scoped_lock lock(mutex_);
+        if (state_ != "running") throw std::runtime_error("there is no power to cut: the handset is not running");
+    }
+    return storage_->order(request);
 }
 
 nlohmann::json Box::status() {
@@ -244,14 +295,12 @@ void Box::order(Order order) {
     if (state_ == "off" && order == Order::reboot) throw std::runtime_error("the handset is off");
     if (state_ != "off" && order == Order::boot) throw std::runtime_error("the handset is on");
     orders_.push_back(order);
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t n = write(orders_ready_.get(), &one, sizeof one);
+    signal_event(orders_ready_);
 }
 
 std::optional<Order> Box::take_order() {
     const std::scoped_lock lock(mutex_);
-    uint64_t count;
-    [[maybe_unused]] const ssize_t n = read(orders_ready_.get(), &count, sizeof count);
+    clear_event(orders_ready_);
     if (orders_.empty()) return std::nullopt;
     const Order order = orders_.front();
     orders_.pop_front();

@@ -7,6 +7,7 @@
 #include "kernel/fuse_fs.h"
 #include "launcher/control.h"
 #include "launcher/sandbox.h"
+#include "storage/passthrough.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -41,10 +42,11 @@ public:
     nlohmann::json status() override;
     void order(Order order) override;
     Tree &tree() override { return device_->tree(); }
+    nlohmann::json storage(const nlohmann::json &request) override;
     int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) override;
 
 private:
-    enum class End { reboot, power_off, stopped, restarted, finished, failed };
+    enum class End { reboot, power_off, power_cut, stopped, restarted, finished, failed };
     struct Command { // of the operator, while it runs
         bool done = false;
         int status = 255;
@@ -58,6 +60,8 @@ private:
     End wait_for_end(Sandbox &sandbox);
     End end_of(int wait_status) const;
     void handle_message(const Message &message);
+    void sync_came(const std::string &call);
+    void end_at_once(const Sandbox &sandbox);
     std::optional<Order> take_order();
     void say(const std::string &line) const;
     void set_state(const std::string &state);
@@ -70,8 +74,10 @@ private:
     std::string clock_;
     std::unique_ptr<Device> device_;
     std::unique_ptr<FuseMount> kernel_;
+    std::unique_ptr<Storage> storage_; // only when it takes orders
+    std::unique_ptr<StorageMount> storage_mount_;
     std::unique_ptr<ControlServer> control_;
-    Fd orders_ready_; // eventfd
+    Fd orders_ready_, power_cut_; // eventfd
 
     std::mutex mutex_; // everything below
     std::condition_variable command_done_;

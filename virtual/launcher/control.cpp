@@ -112,6 +112,7 @@ json answer(ControlHost &host, const std::string &line, const std::vector<Fd> &f
     if (op == "status") return host.status();
     if (op == "attr") return run_attr(host, request);
     if (op == "fault") return run_fault(host, request);
+    if (op == "storage") return host.storage(request);
     if (op == "exec") return run_exec(host, request, fds, client);
     if (op != "stop" && op != "reboot" && op != "boot") throw std::runtime_error("unknown request '" + op + "'");
     host.order(op == "stop" ? Order::stop : op == "reboot" ? Order::reboot : Order::boot);

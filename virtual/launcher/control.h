@@ -21,6 +21,8 @@ public:
     virtual nlohmann::json status() = 0;
     virtual void order(Order order) = 0;
     virtual Tree &tree() = 0;
+    // A request with op "storage". Throws.
+    virtual nlohmann::json storage(const nlohmann::json &request) = 0;
     // Runs a command inside and waits. stdio: three descriptors. It is killed when the client hangs up. Throws.
     virtual int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) = 0;
 };

@@ -22,6 +22,7 @@ struct BootOptions {
     bool headless = false; // for a viewer; the launcher does not mind
     std::string build_dir; // holds bin/ and lib/
     std::string rootfs_dir; // holds system/, tki_config.ini and tki_language.ini
+    std::string storage = "direct"; // "faults": it takes orders (common/state.h, op "storage")
     bool once = false;     // launch() returns at the first reboot (129) or power-off (130) instead of going on
     std::vector<std::string> program;       // empty: /app/bin/mmi. With arguments; runs inside
     std::map<std::string, std::string> env; // further environment of the program

@@ -9,7 +9,7 @@ namespace vh {
 void to_json(nlohmann::json &json, const BootOptions &o) {
     json = {{"name", o.name},           {"size", {o.width, o.height}}, {"config", o.config},     {"language", o.language},
             {"bootmode", o.bootmode},   {"speed", o.speed},            {"headless", o.headless}, {"build_dir", o.build_dir},
-            {"rootfs_dir", o.rootfs_dir}, {"once", o.once},            {"program", o.program},   {"env", o.env},
+            {"rootfs_dir", o.rootfs_dir}, {"storage", o.storage}, {"once", o.once},            {"program", o.program},   {"env", o.env},
             {"props", o.props}};
 }
 
@@ -27,6 +27,7 @@ void from_json(const nlohmann::json &json, BootOptions &o) {
     o.headless = json.value("headless", d.headless);
     o.build_dir = json.value("build_dir", d.build_dir);
     o.rootfs_dir = json.value("rootfs_dir", d.rootfs_dir);
+    o.storage = json.value("storage", d.storage);
     o.once = json.value("once", d.once);
     o.program = json.value("program", d.program);
     o.env = json.value("env", d.env);

@@ -37,20 +37,25 @@ void add_environment(Arguments &a, const SandboxPlan &plan) {
     for (const auto &[name, value] : plan.options.env) append(a, {"--setenv", name, value});
 }
 
-void add_root(Arguments &a, const StatePaths &paths) {
+// Where data, cache and partitions are seen: in the state folder, or where every access takes orders.
+std::string storage_root(const StatePaths &paths, const SandboxPlan &plan) {
+    return plan.options.storage == "faults" ? storage_dir(paths) : paths.root;
+}
+
+void add_root(Arguments &a, const StatePaths &paths, const std::string &storage) {
     append(a, {"--ro-bind", "/usr", "/usr", "--symlink", "usr/lib", "/lib", "--symlink", "usr/lib64", "/lib64", "--symlink",
                "usr/bin", "/bin", "--symlink", "usr/sbin", "/sbin", "--symlink", "system/etc", "/etc", "--dir", "/system",
                "--ro-bind", image_dir(paths), "/.img", "--bind", paths.sysrw(), "/.sysrw", "--ro-bind-try",
                "/etc/ld.so.cache", "/.host/ld.so.cache", "--ro-bind-try", "/etc/alternatives", "/.host/alternatives",
-               "--bind", paths.data(), "/data", "--bind", paths.cache(), "/cache", "--tmpfs", "/tmp", "--tmpfs", "/run",
+               "--bind", storage + "/data", "/data", "--bind", storage + "/cache", "/cache", "--tmpfs", "/tmp", "--tmpfs", "/run",
                "--dir", "/var/lib/dhcpcd", "--symlink", "/tmp", "/var/tmp"});
 }
 
-void add_devices(Arguments &a, const StatePaths &paths) {
+void add_devices(Arguments &a, const StatePaths &paths, const std::string &storage) {
     const std::string by_name = "/dev/block/bootdevice/by-name/", kernel = mount_dir(paths);
     append(a, {"--proc", "/.proc", "--bind", kernel + "/proc", "/proc", "--bind", kernel + "/sys", "/sys", "--dev", "/dev",
                "--bind", kernel + "/dev/system", by_name + "system"});
-    for (const char *part : {"vxocfg", "vxoflag", "vxoprod"}) append(a, {"--bind", paths.part(part), by_name + part});
+    for (const char *part : {"vxocfg", "vxoflag", "vxoprod"}) append(a, {"--bind", storage + "/part/" + part, by_name + part});
     append(a, {"--bind", paths.panel(), "/dev/graphics/fb0", "--bind", paths.event(0), "/dev/input/event0", "--bind",
                paths.event(1), "/dev/input/event1", "--bind", paths.run() + "/socket", "/dev/socket", "--bind",
                paths.props(), "/dev/__vxo_props", "--bind", paths.run() + "/log", "/dev/__vxo_log"});
@@ -69,11 +74,11 @@ Arguments command_line(const StatePaths &paths, const SandboxPlan &plan, int con
     Arguments a;
     add_namespaces(a);
     add_environment(a, plan);
-    add_root(a, paths);
-    add_devices(a, paths);
+    add_root(a, paths, storage_root(paths, plan));
+    add_devices(a, paths, storage_root(paths, plan));
     add_program_folders(a, plan);
     append(a, {"--chdir", "/", "/app/bin/vinit", std::to_string(control), std::to_string(pc_listener),
-               plan.once ? "once" : "service"});
+               std::string(plan.once ? "once" : "service") + (plan.options.storage == "faults" ? ",syncs" : "")});
     a.insert(a.end(), plan.program.begin(), plan.program.end());
     return a;
 }

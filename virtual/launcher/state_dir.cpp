@@ -143,6 +143,7 @@ void set_boot_properties(const StatePaths &paths, const BootOptions &options, co
 
 std::string image_dir(const StatePaths &paths) { return paths.root + "/image"; }
 std::string mount_dir(const StatePaths &paths) { return paths.run() + "/kernel"; }
+std::string storage_dir(const StatePaths &paths) { return paths.run() + "/storage"; }
 
 Fd lock_state(const StatePaths &paths) {
     fs::create_directories(paths.run());
@@ -163,9 +164,11 @@ void prepare_state(const StatePaths &paths, const BootOptions &options) {
     if (options.width < 16 || options.height < 16 || options.width > 8192 || options.height > 8192)
         throw std::runtime_error("a panel has 16 to 8192 pixels each way");
     if (!(options.speed >= 1)) throw std::runtime_error("the speed is a factor of at least 1");
+    if (options.storage != "direct" && options.storage != "faults")
+        throw std::runtime_error("the storage is 'direct' or takes 'faults', not '" + options.storage + "'");
     clean_run(paths);
     for (const std::string &folder : {paths.data(), paths.cache(), paths.sysrw() + "/upper", paths.sysrw() + "/work",
-                                      paths.etc(), paths.root + "/part", paths.root + "/dev", mount_dir(paths)})
+                                      paths.etc(), paths.root + "/part", paths.root + "/dev", mount_dir(paths), storage_dir(paths)})
         fs::create_directories(folder);
     make_partition(paths.part("vxocfg"), 16384, "");
     make_partition(paths.part("vxoflag"), 4096, "");

@@ -19,5 +19,6 @@ void prepare_boot(const StatePaths &paths, const BootOptions &options, const std
 void remove_tree(const std::string &folder);
 std::string image_dir(const StatePaths &paths);
 std::string mount_dir(const StatePaths &paths);
+std::string storage_dir(const StatePaths &paths); // where the storage under orders is served
 
 } // namespace vh
