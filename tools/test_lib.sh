@@ -1,5 +1,5 @@
 # Pieces of ./test: building, the choice of the sandbox, running GoogleTest programs and counting.
-UNIT_PROGRAMS="base config device vcore hal shell testwnd channel"
+UNIT_PROGRAMS="base config device vcore hal shell testwnd channel aging fuzz"
 passed=0 failed=0 skipped=0
 failures=() left_out=()
 sandbox=handset

@@ -20,6 +20,8 @@ constexpr int STATUS_MISSING = 3; // nobody processes commands
 class AtChannel {
 public:
     static constexpr size_t CLIENTS_MAX = 64;
+    // The head and the end of an answer are written around the reply, so that it goes out in one piece.
+    static constexpr size_t HEAD_ROOM = 32;
 
     // Listens on 127.0.0.1:port. Null, logged, when that is not possible.
     static std::shared_ptr<AtChannel> open(uint16_t port);
@@ -27,6 +29,8 @@ public:
     void run(vxo_command_process process);
     // Ends the loop and gives the port back. Any thread, also from inside a command.
     void close();
+    // Serves one more connected client, who is turned away beyond CLIENTS_MAX. Loop thread, or before it runs.
+    void admit(hal::UniqueFd socket);
 
 private:
     AtChannel() = default;
@@ -35,7 +39,6 @@ private:
     void handle(int fd, uint32_t events);
     void accept_clients();
     void refuse_one();
-    void admit(hal::UniqueFd socket);
     void receive(AtClient &client);
     void queue(AtClient &client);
     void serve_next(vxo_command_process process);
@@ -51,8 +54,6 @@ private:
     std::vector<std::unique_ptr<AtClient>> m_clients; // by descriptor
     size_t m_client_count = 0;
     std::deque<int> m_turns; // descriptors of the clients with a whole line
-    // The head and the end of an answer are written around the reply, so that it goes out in one piece.
-    static constexpr size_t HEAD_ROOM = 32;
     std::array<char, HEAD_ROOM + VXO_AT_REPLY_SIZE + 1> m_answer{};
 };
 

@@ -76,7 +76,7 @@ size_t walk_section(std::string_view text, size_t at, std::string_view key, Matc
 Match search(std::string_view text, std::string_view section, std::string_view key) {
     Match match;
     size_t at = 0;
-    while (at < text.size() && !match.key_found) {
+    while (!match.key_found && (at = text.find('[', at)) < text.size()) {
         if (!begins_header(text, at)) {
             ++at;
             continue;

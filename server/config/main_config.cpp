@@ -40,7 +40,9 @@ bool is_prefix(const char *prefix, const char *text) { return strncmp(prefix, te
 void copy_without_last(char *out, const char *value) {
     const size_t length = std::min(strnlen(value, CFG_TEXT), static_cast<size_t>(CFG_TEXT));
     memset(out, 0, strnlen(out, CFG_TEXT));
-    if (length > 0) memcpy(out, value, length - 1);
+    if (length == 0) return;
+    memcpy(out, value, length - 1);
+    out[length - 1] = '\0'; // whatever a caller left behind an older, shorter text
 }
 
 // The settings of the list "batteryParameter".
@@ -154,7 +156,10 @@ int main_config_int(const char *domain, const char *key, const char *def, bool *
 
 int Get_CfgValueList(const char *path, const char *language) {
     LOG_D(TAG, "begin.");
-    memset(g_language_table, 0, sizeof g_language_table);
+    for (ConfigPara &slot : g_language_table) {
+        if (!slot.key[0]) break; // untouched from here on, so its memory need not be either
+        slot = {};
+    }
     if (!path || !language) return -1;
     int count = 0;
     const auto visit = [&](const char *domain, const char *key, const char *value) {
