@@ -38,8 +38,9 @@ std::string with_unit(double value, const std::string &unit) { return unit.empty
 void print_line(const Row &row, const Summary &figure, const std::string &unit, const std::string &ours,
                 const std::string &floor) {
     static const char *const KINDS[] = {"max", "min", "report"};
-    const std::string goal = row.goal.kind == Goal::Kind::report ? "-" : text(row.goal.limit);
-    printf("ROW\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n", row.what.c_str(), KINDS[static_cast<int>(row.goal.kind)], goal.c_str(),
+    char goal[32] = "-";
+    if (row.goal.kind != Goal::Kind::report) snprintf(goal, sizeof goal, "%g", row.goal.limit);
+    printf("ROW\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n", row.what.c_str(), KINDS[static_cast<int>(row.goal.kind)], goal,
            text(figure.median).c_str(), text(figure.min).c_str(), text(figure.max).c_str(), unit.empty() ? "-" : unit.c_str(),
            ours.empty() ? "-" : ours.c_str(), floor.empty() ? "-" : floor.c_str(), row.note.empty() ? "-" : row.note.c_str());
     fflush(stdout);

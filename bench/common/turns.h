@@ -18,8 +18,8 @@ namespace bench {
 
 // --quick: three short turns, for a test that asks whether the program works, not how fast it is.
 struct Plan {
-    int turns = 21;
-    double turn_seconds = 0.1;
+    int turns = 61;
+    double turn_seconds = 0.05;
     bool quick = false;
 };
 // Reads the command line; ends the program on one it does not know. `known` names further options of the program.
