@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <charconv>
 #include <coredevice/api.h>
 #include <coredevice/at_channel.h>
 #include <cstring>
@@ -15,6 +16,18 @@ namespace coredevice {
 namespace {
 constexpr const char *TAG = "ATCHANNEL";
 thread_local std::span<char> t_reply;
+
+// "STATUS LENGTH\n" right before the reply; how many bytes it takes there.
+size_t put_head(char *reply, int status, size_t length) {
+    char text[AtChannel::HEAD_ROOM];
+    char *end = std::to_chars(text, std::end(text), status).ptr;
+    *end++ = ' ';
+    end = std::to_chars(end, std::end(text), length).ptr;
+    *end++ = '\n';
+    const size_t size = static_cast<size_t>(end - text);
+    memcpy(reply - size, text, size);
+    return size;
+}
 
 hal::UniqueFd spare_descriptor() { return hal::open_file("/dev/null", O_RDONLY); }
 } // namespace
@@ -179,10 +192,8 @@ bool AtChannel::answer(AtClient &client, const LineCutter::Line &line, vxo_comma
     }
     const size_t length = strnlen(reply, VXO_AT_REPLY_SIZE);
     reply[length] = '\n';
-    char head[HEAD_ROOM];
-    const size_t head_length = static_cast<size_t>(snprintf(head, sizeof head, "%d %zu\n", status, length));
-    memcpy(reply - head_length, head, head_length);
-    return client.send({reply - head_length, head_length + length + 1});
+    const size_t head = put_head(reply, status, length);
+    return client.send({reply - head, head + length + 1});
 }
 
 // Asks the kernel for what the client still needs, and lets it go when that is nothing.

@@ -9,3 +9,6 @@
 #define LOG_RAW(prio, tag, ...) __android_log_print(prio, tag, __VA_ARGS__)
 #define LOG_D(tag, fmt, ...) __android_log_print(ANDROID_LOG_DEBUG, tag, "%s " fmt, __func__ __VA_OPT__(, ) __VA_ARGS__)
 #define LOG_E(tag, fmt, ...) __android_log_print(ANDROID_LOG_ERROR, tag, "%s " fmt, __func__ __VA_OPT__(, ) __VA_ARGS__)
+
+// For code that would log several lines: whether anybody reads them, asked once.
+inline bool log_reads(int prio, const char *tag) { return __android_log_is_loggable(prio, tag, ANDROID_LOG_VERBOSE) != 0; }

@@ -1,6 +1,7 @@
 #include "device/battery.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -164,7 +165,11 @@ int mmi_AutoTest_battery_power_Read(char *out, int maxoutlen) {
         LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::not get BatteryLevel", __func__);
         return 0;
     }
-    snprintf(out, static_cast<size_t>(maxoutlen), "*%d", level);
+    char text[16] = "*"; // stations ask this all the time: no format to be read
+    const size_t length = static_cast<size_t>(std::to_chars(text + 1, std::end(text), level).ptr - text);
+    const size_t fits = std::min(length, static_cast<size_t>(maxoutlen) - 1);
+    memcpy(out, text, fits);
+    out[fits] = '\0';
     return 1;
 }
 

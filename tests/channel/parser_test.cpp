@@ -1,4 +1,5 @@
 // The registry, the parser with all that the table relies on, and the dispatcher.
+#include <android/log.h>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -112,6 +113,28 @@ TEST_F(ParserTest, every_row_of_the_table_reaches_its_handler) {
         if (!*row.action) line += " 7";
         EXPECT_EQ(lookup(line), row.fun) << line;
     }
+}
+
+// Where nobody reads the log only the rows that begin as the line does are asked.
+TEST_F(ParserTest, a_silent_log_changes_no_selection) {
+    add_table();
+    add({{"LCDMoudle", "", A}});
+    const int level = __android_log_get_minimum_priority();
+    for (int round = 0; round < 2; ++round) {
+        for (const CommandRow &row : g_command_table) {
+            for (const char *end : {"", " ", " 7", " close", "x", "  "}) {
+                const std::string line = row.cmd + std::string(end);
+                std::string loud_argument, silent_argument;
+                __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+                const CommandHandler loud = lookup(line, &loud_argument);
+                __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+                EXPECT_EQ(lookup(line, &silent_argument), loud) << line;
+                EXPECT_EQ(silent_argument, loud_argument) << line;
+            }
+        }
+        add({{"", "", B}}); // a prefix of every line
+    }
+    __android_log_set_minimum_priority(level);
 }
 
 TEST_F(ParserTest, the_table_keeps_its_order) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <regex>
 #include <string>
 #include <thread>
@@ -34,6 +35,21 @@ TEST(DiagLog, CutsLongMessages) {
     const std::string tag(300, 't'), text(2000, 'x');
     EXPECT_EQ(logged([&](FILE *f) { writetkilog_NoTime(f, tag.c_str(), "%s", text.c_str()); }),
               "[" + tag + "]\n" + text.substr(0, 1023) + "\n");
+}
+
+TEST(DiagLog, FormatsAsPrintfDoes) {
+    const std::string is_long(1020, 'l');
+    const auto row = [](auto... args) {
+        char expected[1024];
+        snprintf(expected, sizeof expected, args...);
+        EXPECT_EQ(logged([&](FILE *f) { writetkilog_NoTime(f, "T", args...); }), "[T]\n" + std::string(expected) + "\n");
+    };
+    row("100%% %s", "text");
+    row("%s:%d,%d.%s", "a", INT_MIN, 0, "");
+    row("%s%s|", is_long.c_str(), "123456");
+    row("%s%d", is_long.c_str(), 1234567);
+    row("%s %5d|%-4s|%c%x %s", "a", 7, "b", 'c', 255, "end"); // begins plain and does not stay so
+    row("%s|%ld", "a", 1L << 40);
 }
 
 TEST(DiagLog, OpensAndAppends) {

@@ -29,6 +29,7 @@ std::atomic<double> g_scale{1};
 // Stays false in a handset that runs in real time: its clock reads take no lock. Once true it stays true.
 std::atomic<bool> g_scaled{false};
 std::once_flag g_once;
+std::atomic<bool> g_started{false}; // saves the clock reads the cost of call_once
 
 int64_t kernel_ns(clockid_t clock) {
     timespec now{};
@@ -62,7 +63,11 @@ void read_property() {
     g_scaled = true;
 }
 
-void ensure_started() { std::call_once(g_once, read_property); }
+void ensure_started() {
+    if (g_started.load(std::memory_order_acquire)) return;
+    std::call_once(g_once, read_property);
+    g_started.store(true, std::memory_order_release);
+}
 
 int64_t scaled_now(clockid_t clock, int64_t Anchor::*scaled, int64_t Anchor::*kernel) {
     ensure_started();
@@ -85,6 +90,10 @@ int64_t deadline_after(int64_t kernel_wait) {
 int64_t tp_clock_mono_ns() { return scaled_now(CLOCK_MONOTONIC, &Anchor::scaled_mono, &Anchor::kernel_mono); }
 int64_t tp_clock_real_ns() { return scaled_now(CLOCK_REALTIME, &Anchor::scaled_real, &Anchor::kernel_real); }
 time_t tp_clock_time() { return static_cast<time_t>(tp_clock_real_ns() / SECOND); }
+time_t tp_clock_tick_time() {
+    ensure_started();
+    return g_scaled.load(std::memory_order_acquire) ? tp_clock_time() : time(nullptr);
+}
 
 int64_t tp_clock_to_kernel_ns(int64_t scaled_ns) {
     ensure_started();
