@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
+#include <tp_clock.h>
 #include <unistd.h>
 
 namespace coredevice {
@@ -142,13 +143,21 @@ PowerSupply::PowerSupply() : m_events(device_events()) {
 
 BatteryReport PowerSupply::read() {
     if (m_events.valid()) forget_events(m_events.get()); // before reading, so that none is lost
+    const int64_t begin = tp_clock_mono_ns();
     BatteryReport r;
     auto next = m_attributes.begin();
     for (uint8_t &online : r.plugged) online = static_cast<uint8_t>((next++)->read());
     for (int *value : {&r.status, &r.health, &r.present, &r.level, &r.voltage, &r.temperature, &r.current, &r.charge_counter,
                        &r.cycle_count, &r.max_current, &r.touch_panel})
         *value = (next++)->read();
+    judge_time(tp_clock_mono_ns() - begin);
     return r;
+}
+
+void PowerSupply::judge_time(int64_t taken_ns) {
+    const bool slow = taken_ns > SLOW_NS;
+    if (slow && !m_slow) HAL_LOG_E(TAG, "the power supply answers slowly: %lld ms", static_cast<long long>(taken_ns / 1000000));
+    m_slow = slow;
 }
 
 void PowerSupply::watch(std::vector<pollfd> &set) const {

@@ -53,9 +53,12 @@ public:
 
 private:
     static constexpr int IDLE_WAKES_MAX = 8;
+    static constexpr int64_t SLOW_NS = 2000000000;
+    void judge_time(int64_t taken_ns); // logs once when a charger chip begins to hang
     std::vector<Attribute> m_attributes; // in the order of the report's members
     std::vector<int> m_idle_wakes;
     hal::UniqueFd m_events;
+    bool m_slow = false;
 };
 
 } // namespace coredevice

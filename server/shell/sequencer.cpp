@@ -115,6 +115,11 @@ void return_to_device_list() {
     g_autotest_run_mode = MODE_NORMAL;
 }
 
+// 1: touches come from the main panel, 0: from the auxiliary one.
+void switch_touch_panel(int main) {
+    if (run_command_f("echo %d > /proc/touchscreen/ts_main_ctrl", main) != 0) LOG_E(TAG, "the touch panel did not switch to %d", main);
+}
+
 // The service manager starts the program again, on the other panel. Other threads still run, so destructors of
 // static objects must not: files and log are flushed by hand and the process ends at once.
 [[noreturn]] void end_process_for_other_panel() {
@@ -132,7 +137,7 @@ void return_to_device_list() {
     } else {
         run_command_f("rm %s", AUX_LCD_FLAG);
         run_command("rm /data/fb0_black_flag");
-        run_command("echo 1 > /proc/touchscreen/ts_main_ctrl");
+        switch_touch_panel(1);
     }
     end_process_for_other_panel();
 }
@@ -164,7 +169,7 @@ void mmi_AutoTestEntry() {
     get_mmi_pre_flag();
     Get_TestItem_Config(1);
     if (file_readable(AUX_LCD_FLAG)) {
-        run_command("echo 0 > /proc/touchscreen/ts_main_ctrl");
+        switch_touch_panel(0);
         Get_AuxLCD_TestItem_Config(1);
     }
     g_deviceIsAutoTest = 1;

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <mutex>
 #include <string>
-#include <tp_clock.h>
 #include <tp_os.h>
 
 #include "base/log_door.h"
@@ -33,6 +32,12 @@ struct Record {
 };
 std::mutex record_lock;
 Record record;
+
+// Put for every answer, so that a reader need not poll.
+tp_os_sema_t answered() {
+    static const tp_os_sema_t sema = tp_os_sema_create(0);
+    return sema;
+}
 
 std::atomic<HWND> info_wnd{HWND_NULL};
 std::atomic<bool> screen_open{false};
@@ -262,7 +267,8 @@ const char *const READER_NAMES[] = {
 std::string wait_for_field(int field) {
     for (int poll = 0; poll < POLLS; ++poll) {
         if (std::string text = stored_field(field); !text.empty()) return text;
-        if (!tp_clock_sleep_or_stop_ns(POLL_MS * 1000000LL)) break;
+        tp_os_sema_get(answered(), POLL_MS);
+        if (tp_os_thread_stop_requested()) break;
     }
     return {};
 }
@@ -287,6 +293,7 @@ void Get_testinfo_callback(tki_module_data *module) {
     }
     if (module->type == TKI_MODULE_TESTINFO && module->data)
         keep_record(*static_cast<const tki_testinfo_record *>(module->data));
+    tp_os_sema_put(answered());
     if (screen_open) SendNotifyMessage(info_wnd, MSG_CALLBACK, 0, 0);
     LOG_D(TAG, "end.%s", SOURCE);
 }
@@ -295,6 +302,7 @@ int test_info_read_field(int field, char *out, int maxoutlen) {
     if (field < 0 || field > TEST_INFO_FLASH_TYPE || !out || maxoutlen < 0) return 0;
     if (!screen_open) {
         clear_record();
+        while (tp_os_sema_get(answered(), 0) == 0) {} // an earlier request's
         if (tki_api_Get_TestInfo) tki_api_Get_TestInfo(Get_testinfo_callback);
     }
     const std::string text = wait_for_field(field);

@@ -22,8 +22,20 @@ std::string environment(const char *name, const std::string &otherwise) {
     const char *value = getenv(name);
     return value && *value ? value : otherwise;
 }
-std::string source_folder() { return environment("VXO_SOURCE", fs::current_path().string()); }
-std::string tool_path() { return environment("VXO_BUILD", source_folder() + "/build/release") + "/bin/handset"; }
+std::string build_folder() { return environment("VXO_BUILD", source_folder() + "/build/release"); }
+
+// A program built with sanitizers takes its time: every limit is stretched by this.
+std::chrono::milliseconds patience(int timeout_ms) {
+    static const double factor = std::stod(environment("VXO_TEST_PATIENCE", "1"));
+    return std::chrono::milliseconds(static_cast<int>(timeout_ms * factor));
+}
+
+// The sanitizers of an instrumented program leave their reports beside the log, where they outlive restarts and reboots.
+constexpr char REPORT[] = "sanitizer";
+const std::vector<std::string> REPORT_OPTIONS{
+    "--env", "TSAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:second_deadlock_stack=1:exitcode=66",
+    "--env", "ASAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:detect_leaks=0:exitcode=66",
+    "--env", "UBSAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:print_stacktrace=1:exitcode=66"};
 
 // One folder for all handsets of this test program, removed when it ends.
 struct Home {
@@ -47,7 +59,7 @@ std::string next_name() {
 }
 
 vh::Client::Outcome run_tool(std::vector<std::string> args) {
-    args.insert(args.begin(), tool_path());
+    args.insert(args.begin(), build_folder() + "/bin/handset");
     std::vector<char *> argv;
     for (std::string &arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
@@ -64,10 +76,7 @@ vh::Client::Outcome run_tool(std::vector<std::string> args) {
     if (error) throw std::runtime_error("cannot run " + args[0] + "; build it first (ninja handset)");
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
-    std::ifstream file(log);
-    std::stringstream text;
-    text << file.rdbuf();
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), text.str()};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), content_of(log)};
 }
 
 // The main configuration with some lines changed.
@@ -98,6 +107,14 @@ int code_of(const std::string &key) {
 }
 } // namespace
 
+std::string source_folder() { return environment("VXO_SOURCE", fs::current_path().string()); }
+std::string program_folder() { return environment("VXO_PROGRAM_BUILD", build_folder()); }
+
+std::string content_of(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 std::ostream &operator<<(std::ostream &out, Verdict verdict) { return out << vh::verdict_name(static_cast<int>(verdict)); }
 
 Handset::Handset(HandsetOptions options) : client_(next_name()) {
@@ -113,15 +130,23 @@ Handset::Handset(HandsetOptions options) : client_(next_name()) {
     try {
         boot(options);
     } catch (...) {
-        run_tool({"wipe", "-n", client_.name()});
+        end();
         throw;
     }
 }
 
 Handset::~Handset() {
-    run_tool({"wipe", "-n", client_.name()});
+    end();
     std::error_code ignored;
     fs::remove(client_.paths().root + ".ini", ignored);
+}
+
+void Handset::end() const {
+    run_tool({"stop", "-n", client_.name()});
+    std::error_code none; // a handset that never booted
+    for (const fs::directory_entry &file : fs::directory_iterator(client_.paths().run() + "/log", none))
+        if (file.path().filename().string().starts_with(REPORT)) ADD_FAILURE() << content_of(file.path());
+    run_tool({"wipe", "-n", client_.name()});
 }
 
 void Handset::boot(const HandsetOptions &options) {
@@ -132,9 +157,12 @@ void Handset::boot(const HandsetOptions &options) {
         if (!value.empty()) args.insert(args.end(), {name, value});
     };
     add("--bootmode", options.bootmode);
+    add("--storage", options.storage);
     add("--config", options.config);
     add("--language", options.language);
     if (!options.wait_for_menu) args.push_back("--no-wait");
+    for (const std::string &prop : options.props) add("--prop", prop);
+    args.insert(args.end(), REPORT_OPTIONS.begin(), REPORT_OPTIONS.end());
     const vh::Client::Outcome booted = run_tool(args);
     if (booted.status != 0) throw std::runtime_error("the handset did not boot: " + booted.output + log_tail());
 }
@@ -158,7 +186,7 @@ void Handset::tap_text(const std::string &utf8) {
 
 vh::ScreenView Handset::wait_for(const std::string &what, const std::function<bool(const vh::ScreenView &)> &holds,
                                  int timeout_ms) const {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto end = std::chrono::steady_clock::now() + patience(timeout_ms);
     std::string seen = "no screen";
     for (;;) {
         try {
@@ -180,7 +208,7 @@ vh::ScreenView Handset::wait_for_text(const std::string &utf8, int timeout_ms) c
 }
 
 void Handset::wait_until(const std::string &what, const std::function<bool()> &holds, int timeout_ms) const {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto end = std::chrono::steady_clock::now() + patience(timeout_ms);
     while (!holds()) {
         if (std::chrono::steady_clock::now() > end)
             throw std::runtime_error("waited " + std::to_string(timeout_ms) + " ms for " + what + log_tail());
@@ -196,6 +224,13 @@ bool Handset::log_contains(const std::string &tag, const std::string &text) cons
     while (std::getline(file, line))
         if (vh::log_line_matches(line, "", tag) && line.find(text) != std::string::npos) return true;
     return false;
+}
+
+size_t Handset::log_count(const std::string &text) const {
+    std::ifstream file(client_.paths().log());
+    size_t count = 0;
+    for (std::string line; std::getline(file, line);) count += line.find(text) != std::string::npos;
+    return count;
 }
 
 std::string Handset::log_tail() const {

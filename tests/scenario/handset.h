@@ -19,6 +19,10 @@
 enum class Verdict { untested, pass, fail, invalid };
 std::ostream &operator<<(std::ostream &out, Verdict verdict);
 
+std::string source_folder();
+std::string program_folder(); // bin/mmi and lib/ of the handsets: $VXO_PROGRAM_BUILD, else $VXO_BUILD
+std::string content_of(const std::string &path); // empty when it cannot be read
+
 struct Setting {
     std::string section, key, value; // an empty value removes the line
 };
@@ -27,8 +31,10 @@ struct HandsetOptions {
     std::string size = "720x1280";
     double speed = 1;
     std::string bootmode;
+    std::vector<std::string> props;  // "key=value"
     std::vector<Setting> settings;   // changes to virtual/rootfs/tki_config.ini
     std::string config, language;    // whole files (UTF-8) instead
+    std::string storage;             // "faults": it takes orders
     bool wait_for_menu = true;
     // Prepares data(), cache() and the partitions before the first boot.
     std::function<void(const vh::StatePaths &)> before_boot;
@@ -67,6 +73,7 @@ public:
     void set_attr(const std::string &path, const std::string &value) { client_.set_attr(path, value); }
     void fault(const std::string &path, const std::string &kind) { client_.fault(path, kind); }
     bool log_contains(const std::string &tag, const std::string &text) const;
+    size_t log_count(const std::string &text) const; // lines that hold it
     vh::Client::Outcome shell(const std::string &line) const { return client_.exec({"/bin/sh", "-c", line}); }
     std::string data() const { return client_.paths().data(); }
     std::string cache() const { return client_.paths().cache(); }
@@ -82,6 +89,7 @@ public:
 
 private:
     void boot(const HandsetOptions &options);
+    void end() const; // a sanitizer's report fails the test
     std::string log_tail() const;
     vh::Client client_;
 };

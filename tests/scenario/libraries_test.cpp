@@ -7,19 +7,9 @@
 namespace {
 namespace fs = std::filesystem;
 
-fs::path build_folder() {
-    const char *set = getenv("VXO_BUILD");
-    return set && *set ? set : fs::current_path() / "build/release";
-}
-
-std::string content_of(const fs::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // The built library with functions that nobody finds any more: their names' first letter is changed. All else works.
 std::string library_without(const std::string &library, const std::vector<std::string> &functions) {
-    std::string bytes = content_of(build_folder() / "lib" / library);
+    std::string bytes = content_of(program_folder() + "/lib/" + library);
     for (const std::string &function : functions) {
         const std::string name = std::string(1, '\0') + function + std::string(1, '\0');
         size_t at = bytes.find(name);
@@ -29,7 +19,7 @@ std::string library_without(const std::string &library, const std::vector<std::s
     return bytes;
 }
 
-// A build folder with one library replaced, or left out when the replacement is empty. Handsets boot from it while it lives.
+// A program folder with one library replaced, or left out when the replacement is empty. Handsets boot from it while it lives.
 class Build {
 public:
     Build(const std::string &library, const std::string &replacement) {
@@ -38,14 +28,14 @@ public:
         folder_ = pattern;
         fs::create_directories(folder_ / "bin");
         fs::create_directories(folder_ / "lib");
-        for (const char *program : {"bin/handset", "bin/mmi", "bin/vinit"}) fs::copy(original_ / program, folder_ / program);
+        fs::copy(original_ / "bin/mmi", folder_ / "bin/mmi");
         for (const fs::directory_entry &entry : fs::directory_iterator(original_ / "lib"))
             if (entry.path().extension() == ".so" && entry.path().filename() != library) fs::copy(entry.path(), folder_ / "lib");
         if (!replacement.empty()) std::ofstream(folder_ / "lib" / library, std::ios::binary) << replacement;
-        setenv("VXO_BUILD", folder_.c_str(), 1);
+        setenv("VXO_PROGRAM_BUILD", folder_.c_str(), 1);
     }
     ~Build() {
-        setenv("VXO_BUILD", original_.c_str(), 1);
+        setenv("VXO_PROGRAM_BUILD", original_.c_str(), 1);
         std::error_code ignored;
         fs::remove_all(folder_, ignored);
     }
@@ -53,7 +43,7 @@ public:
     Build &operator=(const Build &) = delete;
 
 private:
-    fs::path original_ = build_folder();
+    const fs::path original_ = program_folder();
     fs::path folder_;
 };
 const HandsetOptions UNWATCHED{.wait_for_menu = false};

@@ -1,62 +1,10 @@
 // The PC drives a whole handset: what it is answered, what the operator sees meanwhile, what stays untouched.
-#include "scenario/handset.h"
+#include "scenario/raw_pc.h"
 
-#include <array>
 #include <fstream>
-#include <poll.h>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 
 namespace {
 using vh::PcLink;
-
-// A PC's bare socket, for what the ordinary link never sends.
-class RawPc {
-public:
-    explicit RawPc(const Handset &handset) : fd_(vh::connect_unix(handset.client().paths().pc_socket())) {
-        if (!fd_) throw std::runtime_error("no PC socket");
-    }
-    bool send(const std::string &bytes) const {
-        for (size_t done = 0; done < bytes.size();) {
-            const ssize_t n = ::send(fd_.get(), bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-            if (n <= 0) return false;
-            done += static_cast<size_t>(n);
-        }
-        return true;
-    }
-    // Only what fits without waiting for the handset.
-    void send_some(const std::string &bytes) const {
-        [[maybe_unused]] const ssize_t n = ::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    }
-    // Until so many bytes have come, or the handset closed, or 20 s without any.
-    std::string receive(size_t count) const {
-        std::string got;
-        std::array<char, 4096> buffer;
-        for (pollfd p{fd_.get(), POLLIN, 0}; got.size() < count && poll(&p, 1, 20000) > 0;) {
-            const ssize_t n = recv(fd_.get(), buffer.data(), std::min(buffer.size(), count - got.size()), 0);
-            if (n <= 0) break;
-            got.append(buffer.data(), static_cast<size_t>(n));
-        }
-        return got;
-    }
-    // Sends all and compares all that comes back up to a closing command of known answer, so that nothing follows either.
-    std::string converse(const std::string &bytes) const {
-        static const std::string END = "2 0\n\n";
-        if (!send(bytes + "last line of all\n")) return "not sent";
-        shutdown(fd_.get(), SHUT_WR);
-        std::string all = receive(1 << 20);
-        if (!all.ends_with(END)) return "cut off: " + all;
-        return all.substr(0, all.size() - END.size());
-    }
-
-private:
-    vh::Fd fd_;
-};
-
-std::string answer(int status, const std::string &text = "") {
-    return std::to_string(status) + " " + std::to_string(text.size()) + "\n" + text + "\n";
-}
 
 // Every pixel of a coarse grid.
 bool all_pixels(const Handset &handset, uint32_t colour) {
@@ -167,37 +115,6 @@ TEST(Pc, LinesAtTheirLimits) {
     for (const char c : std::string("batteryMoudle testItem power\r")) ASSERT_TRUE(slow.send(std::string(1, c)));
     EXPECT_EQ(handset.at("batteryMoudle testItem power").text, "*80");
     EXPECT_EQ(slow.converse("\n"), answer(0, "*80"));
-}
-
-TEST(Pc, ClientsDoNotHarmEachOther) {
-    Handset handset;
-    const std::string big(3000, 'b');
-    std::ofstream(handset.data() + "/big") << big;
-    const std::string read_big = "FileOptMoudle testItem read /data/big\n";
-
-    { RawPc(handset).send("vibratorMoudle testItem op"); } // leaves in mid-command
-    const RawPc half(handset);                             // and one that never ends its line
-    ASSERT_TRUE(half.send("vibratorMoudle testItem op"));
-    const RawPc silent(handset); // asks and never reads
-    for (int i = 0; i < 100; ++i) silent.send_some(read_big);
-
-    constexpr int CLIENTS = 20, ROUNDS = 6;
-    std::array<std::string, CLIENTS> got, expected;
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < CLIENTS; ++i)
-        threads.emplace_back([&, i] {
-            const std::string file = "/data/c" + std::to_string(i);
-            std::string lines;
-            for (int round = 0; round < ROUNDS; ++round) {
-                const std::string text = std::to_string(i) + "." + std::to_string(round);
-                lines += "FileOptMoudle testItem write " + file + "," + text + "\nFileOptMoudle testItem read " + file + "\n" + read_big;
-                expected[i] += answer(0) + answer(0, text) + answer(0, big);
-            }
-            got[i] = RawPc(handset).converse(lines);
-        });
-    for (std::thread &thread : threads) thread.join();
-    for (size_t i = 0; i < CLIENTS; ++i) EXPECT_TRUE(got[i] == expected[i]) << "client " << i << ": " << got[i].substr(0, 200);
-    EXPECT_EQ(half.converse("en\nvibratorMoudle testItem close\n"), answer(0) + answer(0)) << "it may still go on";
 }
 
 TEST(Pc, DialogStaysAnswerableAndCloses) {

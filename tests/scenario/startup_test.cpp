@@ -13,15 +13,6 @@
 namespace {
 namespace fs = std::filesystem;
 
-std::string content_of(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string source_folder() {
-    const char *set = getenv("VXO_SOURCE");
-    return set && *set ? set : fs::current_path().string();
-}
 std::string main_config() { return content_of(source_folder() + "/virtual/rootfs/tki_config.ini"); }
 
 // A file that goes with the object.
@@ -181,8 +172,7 @@ TEST(Startup, TheDiagnosticLogStandsWhereTheSettingSays) {
 }
 
 TEST(Startup, RefusedOnAWorkstation) {
-    const char *build = getenv("VXO_BUILD");
-    const std::string program = (build && *build ? build : source_folder() + "/build/release") + "/bin/mmi";
+    const std::string program = program_folder() + "/bin/mmi";
     ASSERT_TRUE(fs::exists(program));
     ASSERT_FALSE(fs::exists("/system/bin/mmi")) << "this machine looks like a handset: not tried";
     char log[] = "/tmp/vxo-guard.XXXXXX";

@@ -117,6 +117,8 @@ vh::BootOptions boot_options(const BootArgs &args) {
     add_pairs(args.props, options.props);
     add_pairs(args.env, options.env);
     options.build_dir = build_folder();
+    const char *program = getenv("VXO_PROGRAM_BUILD");
+    options.program_dir = program ? program : "";
     options.rootfs_dir = source_folder() + "/virtual/rootfs";
     return options;
 }
@@ -135,6 +137,7 @@ void boot_background(const BootArgs &args) {
         throw vh::ClientError("handset '" + args.name + "' is running already; restart it with: ./handset reboot -n " + args.name);
     const vh::BootOptions options = boot_options(args);
     if (const std::string unfit = vh::check_host(); !unfit.empty()) throw vh::ClientError(unfit);
+    warn_about_texts(options.config, options.language);
     if (args.no_wait) return launch_unwatched(handset, options);
     const int status = vh::launch_detached(handset.paths(), options, [](const std::string &line) { std::cerr << line << "\n"; });
     if (status != 0)

@@ -101,7 +101,7 @@ int run_box(const StatePaths &paths, const SandboxPlan &plan, const Progress &pr
 std::string absolute_path(const std::string &path) { return path.empty() ? path : fs::absolute(path).lexically_normal().string(); }
 
 BootOptions with_absolute_paths(BootOptions options) {
-    for (std::string *path : {&options.build_dir, &options.rootfs_dir}) {
+    for (std::string *path : {&options.build_dir, &options.program_dir, &options.rootfs_dir}) {
         *path = absolute_path(*path);
         while (path->size() > 1 && path->ends_with('/')) path->pop_back();
     }

@@ -21,6 +21,7 @@ struct BootOptions {
     double speed = 1;      // time runs that many times faster, at least 1
     bool headless = false; // for a viewer; the launcher does not mind
     std::string build_dir; // holds bin/ and lib/
+    std::string program_dir; // holds bin/ and lib/ of what runs inside when that was built otherwise; empty: build_dir
     std::string rootfs_dir; // holds system/, tki_config.ini and tki_language.ini
     std::string storage = "direct"; // "faults": it takes orders (common/state.h, op "storage")
     bool once = false;     // launch() returns at the first reboot (129) or power-off (130) instead of going on

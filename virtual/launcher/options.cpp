@@ -9,8 +9,8 @@ namespace vh {
 void to_json(nlohmann::json &json, const BootOptions &o) {
     json = {{"name", o.name},           {"size", {o.width, o.height}}, {"config", o.config},     {"language", o.language},
             {"bootmode", o.bootmode},   {"speed", o.speed},            {"headless", o.headless}, {"build_dir", o.build_dir},
-            {"rootfs_dir", o.rootfs_dir}, {"storage", o.storage}, {"once", o.once},            {"program", o.program},   {"env", o.env},
-            {"props", o.props}};
+            {"program_dir", o.program_dir}, {"rootfs_dir", o.rootfs_dir}, {"storage", o.storage}, {"once", o.once},
+            {"program", o.program},     {"env", o.env},                {"props", o.props}};
 }
 
 void from_json(const nlohmann::json &json, BootOptions &o) {
@@ -26,6 +26,7 @@ void from_json(const nlohmann::json &json, BootOptions &o) {
     o.speed = json.value("speed", d.speed);
     o.headless = json.value("headless", d.headless);
     o.build_dir = json.value("build_dir", d.build_dir);
+    o.program_dir = json.value("program_dir", d.program_dir);
     o.rootfs_dir = json.value("rootfs_dir", d.rootfs_dir);
     o.storage = json.value("storage", d.storage);
     o.once = json.value("once", d.once);

@@ -63,7 +63,9 @@ void add_devices(Arguments &a, const StatePaths &paths, const std::string &stora
 
 void add_program_folders(Arguments &a, const SandboxPlan &plan) {
     const std::string &build = plan.options.build_dir;
-    append(a, {"--ro-bind", build + "/bin", "/app/bin", "--ro-bind-try", build + "/lib", "/app/lib"});
+    const std::string &program = plan.options.program_dir.empty() ? build : plan.options.program_dir;
+    append(a, {"--ro-bind", program + "/bin", "/app/bin", "--ro-bind-try", program + "/lib", "/app/lib", "--ro-bind",
+               build + "/bin/vinit", "/app/vinit"});
     if (!plan.with_source) return;
     const std::string source = std::filesystem::path(plan.options.rootfs_dir).parent_path().parent_path();
     if (std::filesystem::is_directory(source) && source != "/") append(a, {"--ro-bind", source, source});
@@ -77,7 +79,7 @@ Arguments command_line(const StatePaths &paths, const SandboxPlan &plan, int con
     add_root(a, paths, storage_root(paths, plan));
     add_devices(a, paths, storage_root(paths, plan));
     add_program_folders(a, plan);
-    append(a, {"--chdir", "/", "/app/bin/vinit", std::to_string(control), std::to_string(pc_listener),
+    append(a, {"--chdir", "/", "/app/vinit", std::to_string(control), std::to_string(pc_listener),
                std::string(plan.once ? "once" : "service") + (plan.options.storage == "faults" ? ",syncs" : "")});
     a.insert(a.end(), plan.program.begin(), plan.program.end());
     return a;

@@ -19,7 +19,7 @@ namespace {
 // The kernel call below must never be reached in the machine's own PID namespace.
 bool in_own_pid_namespace() {
     struct stat space {};
-    return access("/app/bin/vinit", X_OK) == 0 && stat("/proc/self/ns/pid", &space) == 0 && space.st_ino != 0xEFFFFFFC;
+    return access("/app/vinit", X_OK) == 0 && stat("/proc/self/ns/pid", &space) == 0 && space.st_ino != 0xEFFFFFFC;
 }
 
 int switch_off(int how) {
