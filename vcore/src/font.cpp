@@ -13,6 +13,7 @@
 #include <tuple>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include FT_FREETYPE_H
 #include FT_OUTLINE_H
 
@@ -134,8 +135,14 @@ public:
     Strike(const Strike &) = delete;
     Strike &operator=(const Strike &) = delete;
     ~Strike();
-    int height() const { return ascent_ + descent_; }
-    int ascent() const { return ascent_; }
+    int height() {
+        const int above = ascent();
+        return above + descent_;
+    }
+    int ascent() {
+        if (!std::exchange(measured_, true)) measure_lines(); // many fonts are made that are seldom used
+        return ascent_;
+    }
     int size() const { return size_; }
     const Glyph &glyph(char32_t c);
     int advance(char32_t c) {
@@ -156,6 +163,7 @@ private:
     int size_;
     bool bold_;
     int ascent_ = 0, descent_ = 0;
+    bool measured_ = false;
     std::array<Glyph, 128> ascii_{};
     std::unordered_map<char32_t, Glyph> others_;
 };
@@ -164,7 +172,6 @@ Strike::Strike(std::shared_ptr<FontFace> face, int size, bool bold)
     : face_(std::move(face)), size_(size), bold_(bold) {
     ascent_ = size - size / 5;
     descent_ = std::max(1, size / 4);
-    measure_lines();
 }
 
 Strike::~Strike() {
@@ -238,7 +245,7 @@ void Strike::draw_box(char32_t c, Glyph &g) {
     g.advance = std::max(1, c == U'\u3000' ? size_ : size_ / 2);
     if (c == U' ' || c == U'\u3000') return;
     const int gap = std::max(size_ / 16, 1), thick = std::max(size_ / 20, 1);
-    const int width = std::max(1, g.advance - 2 * gap), rows = std::max(1, ascent_ - ascent_ / 6);
+    const int width = std::max(1, g.advance - 2 * gap), rows = std::max(1, ascent() - ascent() / 6);
     pixman_image_t *image = pixman_image_create_bits(PIXMAN_a8, width, rows, nullptr, 0);
     if (!image) return;
     auto *to = reinterpret_cast<uint8_t *>(pixman_image_get_data(image));
@@ -257,7 +264,7 @@ const Glyph &Strike::glyph(char32_t c) {
     return g;
 }
 
-int strike_height(const Strike &strike) { return strike.height(); }
+int strike_height(Strike &strike) { return strike.height(); }
 int strike_advance(Strike &strike, char32_t c) { return strike.advance(c); }
 
 void strike_draw(Strike &strike, pixman_image_t *page, pixman_image_t *ink, const GlyphRun &run) {

@@ -15,7 +15,7 @@ class Strike;
 
 // The strike of a font; the default font's for null and for fonts already destroyed.
 std::shared_ptr<Strike> font_strike(PLOGFONT font);
-int strike_height(const Strike &strike); // of a line: highest ascender to lowest descender
+int strike_height(Strike &strike); // of a line: highest ascender to lowest descender
 int strike_advance(Strike &strike, char32_t c);
 
 // Draws one line of characters from x on, within the page's clip.. left and

@@ -4,10 +4,15 @@
 
 #include <algorithm>
 #include <android/log.h>
+#include <csignal>
 #include <cstring>
 #include <dlfcn.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <thread>
 #include <tki_lcd.h>
 #include <tp_globals.h>
+#include <unistd.h>
 #include <vector>
 
 namespace vcore {
@@ -27,6 +32,7 @@ struct Panel {
 };
 Panel g_panel;
 PanelCounts g_counts;
+std::thread &g_first_page = *new std::thread; // makes the hidden page black while the program starts; may outlive main
 
 template <class Function> Function program_slot(const char *name) {
     auto *slot = static_cast<Function *>(dlsym(RTLD_DEFAULT, name));
@@ -76,6 +82,34 @@ uint64_t area(const Region &region) {
         sum += static_cast<uint64_t>(box.x2 - box.x1) * static_cast<uint64_t>(box.y2 - box.y1);
     return sum;
 }
+#ifndef MADV_POPULATE_WRITE // Linux 5.14; elsewhere the pages come one by one
+#define MADV_POPULATE_WRITE 23
+#endif
+
+// Brings memory in, which for a mapped file takes longer than to fill it.
+void populate(uint32_t *pixels, size_t bytes) {
+    const auto unit = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const uintptr_t begin = (reinterpret_cast<uintptr_t>(pixels) + unit - 1) / unit * unit;
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(pixels) + bytes) / unit * unit;
+    if (begin < end) madvise(reinterpret_cast<void *>(begin), end - begin, MADV_POPULATE_WRITE);
+}
+
+void start_first_page() {
+    const size_t bytes = size_t{g_panel.info.stride} * g_panel.info.height;
+    uint32_t *hidden = g_panel.info.page[1 - g_panel.info.visible];
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before); // signals are for the other threads
+    g_first_page = std::thread([hidden, bytes] {
+        populate(hidden, bytes);
+        memset(hidden, 0, bytes);
+    });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void finish_first_page() {
+    if (g_first_page.joinable()) g_first_page.join();
+}
 } // namespace
 
 int panel_open() {
@@ -96,14 +130,19 @@ int panel_open() {
     g_panel.info = info;
     g_panel.refresh = refresh;
     g_panel.mapped = true;
-    panel_fill_black(Region(panel_rect()));
+    panel_about_to_draw(panel_rect(), true);
+    start_first_page();
     return 0;
 }
 
-void panel_close() { g_panel = Panel(); }
+void panel_close() {
+    finish_first_page();
+    g_panel = Panel();
+}
 
 PanelPage panel_hidden_page() {
     if (!g_panel.mapped) return {};
+    finish_first_page();
     return {g_panel.info.page[1 - g_panel.info.visible], static_cast<int>(g_panel.info.stride / 4)};
 }
 
@@ -150,6 +189,7 @@ bool panel_flush() {
     if (!p.mapped) return false;
     merge_drawn();
     if (p.damage.empty()) return false;
+    finish_first_page();
     bring_all_up_to_date();
     const RECT bounds = p.damage.extents();
     const tki_lcd_rect rect{bounds.left, bounds.top, bounds.right, bounds.bottom};
