@@ -20,15 +20,19 @@ std::string listed() {
     for (const AgingResultItem *item = g_aging_results; item; item = item->next) {
         const std::string name = item->name;
         EXPECT_TRUE(name.ends_with("\r\n"));
-        all += std::to_string(item->index) + "/" + name.substr(0, name.size() - 2) + "/" + std::to_string(item->lines) + "/" +
-               item->text + ";";
+        all += std::to_string(item->index) + "/" + name.substr(0, name.size() - 2) + "/" +
+               std::to_string(item->lines) + "/" + item->text + ";";
     }
     return all;
 }
 } // namespace
 
 TEST(AgingResult, OneItemPerPhase) {
-    struct { const char *text; int count; const char *list; } rows[] = {
+    struct {
+        const char *text;
+        int count;
+        const char *list;
+    } rows[] = {
         {"", 0, ""},
         {"before\n[LCD]\nResult=success\nComment=3 times\n[Reboot]\r\n#note\nResult=Fail\n", 2,
          "0/LCD/3/Result=success\nComment=3 times\n;1/Reboot/2/Result=Fail\n;"},
@@ -45,9 +49,11 @@ TEST(AgingResult, OneItemPerPhase) {
 }
 
 TEST(AgingResult, CutsWhatDoesNotFit) {
-    ASSERT_EQ(read_text("[" + std::string(256, 'n') + "]\n" + std::string(254, 'x') + "\xd6\xd0y\nmore\n"), 1);
+    ASSERT_EQ(read_text("[" + std::string(256, 'n') + "]\n" + std::string(254, 'x') + "\xd6\xd0y\nmore\n"),
+              1);
     EXPECT_EQ(std::string(g_aging_results->name), std::string(253, 'n') + "\r\n");
-    EXPECT_EQ(std::string(g_aging_results->text), std::string(254, 'x')) << "half a character, or text behind a gap";
+    EXPECT_EQ(std::string(g_aging_results->text), std::string(254, 'x'))
+        << "half a character, or text behind a gap";
     EXPECT_EQ(g_aging_results->lines, 3);
     EXPECT_EQ(read_text("[" + std::string(257, 'n') + "]\n"), -1);
     std::string many;

@@ -10,7 +10,8 @@ FUZZ_TARGET(aging_result) {
     int seen = 0;
     for (const AgingResultItem *item = g_aging_results; item; item = item->next) {
         FUZZ_CHECK(item->index == seen++ && item->lines >= 1);
-        FUZZ_CHECK(fuzz::terminated(item->name, sizeof item->name) && fuzz::terminated(item->text, sizeof item->text));
+        FUZZ_CHECK(fuzz::terminated(item->name, sizeof item->name) &&
+                   fuzz::terminated(item->text, sizeof item->text));
         const std::string_view name = item->name;
         FUZZ_CHECK(name.size() > 2 && name.ends_with("\r\n"));
         FUZZ_CHECK(item->lines > 1 || item->text[0] == '\0');

@@ -1,5 +1,5 @@
-// The command parser against a second telling of its rules, over the program's command texts. No handler of the program is
-// ever registered here: each row gets a function of this file that only says who was called.
+// The command parser against a second telling of its rules, over the program's command texts. No handler of
+// the program is ever registered here: each row gets a function of this file that only says who was called.
 #include <cstring>
 #include <utility>
 
@@ -33,10 +33,13 @@ bool register_rows() {
     return true;
 }
 
-// The first row with the same texts and the last one given for them: a later registration replaces the handler.
+// The first row with the same texts and the last one given for them: a later registration replaces the
+// handler.
 int latest_of(int row) {
     for (int i = COMMAND_ROWS - 1; i > row; --i)
-        if (!strcmp(g_command_table[i].cmd, g_command_table[row].cmd) && !strcmp(g_command_table[i].action, g_command_table[row].action)) return i;
+        if (!strcmp(g_command_table[i].cmd, g_command_table[row].cmd) &&
+            !strcmp(g_command_table[i].action, g_command_table[row].action))
+            return i;
     return row;
 }
 

@@ -31,8 +31,10 @@ void install(const fuzz::ScratchFile &file) {
 const uint8_t *bytes_of(const std::string &area) { return reinterpret_cast<const uint8_t *>(area.data()); }
 
 void check_verdict(const std::string &before, const std::string &after, int station, int result) {
-    const bool verdict = station >= 0 && station < STATION_COUNT && (result == 1 || result == 2) && !(g_faults & 1);
-    const bool fails_preview = verdict && result == 2 && (station >= 280 || (station >= 124 && station <= 159));
+    const bool verdict =
+        station >= 0 && station < STATION_COUNT && (result == 1 || result == 2) && !(g_faults & 1);
+    const bool fails_preview =
+        verdict && result == 2 && (station >= 280 || (station >= 124 && station <= 159));
     FUZZ_CHECK(before.compare(STATION_COUNT / 4, std::string::npos, after, STATION_COUNT / 4) == 0);
     for (int i = 0; i < STATION_COUNT; ++i) {
         int expected = GetSign(bytes_of(before), i);
@@ -50,7 +52,8 @@ void check_pc_commands(const std::string &command) {
     FUZZ_CHECK(read == 0 || (out[0] >= '0' && out[0] <= '3' && !out[1]));
     const int written = mmi_AutoTest_testinfo_Write(command.c_str());
     FUZZ_CHECK(written == 0 || command.find(",write") != std::string::npos);
-    const int above = CheckParaResult(command.c_str(), 100, 1), below = CheckParaResult(command.c_str(), 101, 0);
+    const int above = CheckParaResult(command.c_str(), 100, 1),
+              below = CheckParaResult(command.c_str(), 101, 0);
     FUZZ_CHECK(command.find(':') == std::string::npos ? !above && !below : above + below == 1);
 }
 } // namespace
@@ -69,11 +72,14 @@ FUZZ_TARGET(flag_area) {
     before.resize(TKI_FLAG_AREA, '\0');
     file.put(before);
     GetTestItemsResult(bytes_of(before));
-    for (int i = 0; i < STATION_COUNT; ++i) FUZZ_CHECK(g_testinfo[i].test_result == GetSign(bytes_of(before), i));
+    for (int i = 0; i < STATION_COUNT; ++i)
+        FUZZ_CHECK(g_testinfo[i].test_result == GetSign(bytes_of(before), i));
     const bool lost_all = g_faults & 4;
     FUZZ_CHECK(mmi_write_testinfo_single_byte(station, result) == 0);
-    if (!lost_all) check_verdict(before, file.get(), station, result);
-    else FUZZ_CHECK(file.get() == before);
+    if (!lost_all)
+        check_verdict(before, file.get(), station, result);
+    else
+        FUZZ_CHECK(file.get() == before);
     g_faults = 0;
     check_pc_commands(command);
     return 0;

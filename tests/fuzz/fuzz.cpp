@@ -27,7 +27,8 @@ namespace {
 // Files of /etc are written: never outside a handset's root.
 [[maybe_unused]] const bool g_in_sandbox = [] {
     if (access("/system/bin/mmi", F_OK) == 0) return true;
-    fputs("fuzz targets run in the sandbox only: tools/fuzz, or tests/support/box BUILD-FOLDER PROGRAM\n", stderr);
+    fputs("fuzz targets run in the sandbox only: tools/fuzz, or tests/support/box BUILD-FOLDER PROGRAM\n",
+          stderr);
     _exit(1);
 }();
 } // namespace
@@ -38,8 +39,8 @@ std::vector<Entry> &targets() {
 }
 
 void broken(const char *promise, const char *file, int line) {
-    fprintf(stderr, "%s:%d: broken promise: %s%s%s\n", file, line, promise, current_input.empty() ? "" : ", input ",
-            current_input.c_str());
+    fprintf(stderr, "%s:%d: broken promise: %s%s%s\n", file, line, promise,
+            current_input.empty() ? "" : ", input ", current_input.c_str());
     abort();
 }
 
@@ -57,12 +58,15 @@ std::string Bytes::text(size_t max) {
     return std::string(taken.substr(0, taken.find('\0')));
 }
 
-ScratchFile::ScratchFile() : m_fd(memfd_create("scratch", MFD_CLOEXEC)), m_path("/proc/self/fd/" + std::to_string(m_fd)) {
+ScratchFile::ScratchFile()
+    : m_fd(memfd_create("scratch", MFD_CLOEXEC)), m_path("/proc/self/fd/" + std::to_string(m_fd)) {
     if (m_fd < 0) abort();
 }
 
 void ScratchFile::put(std::string_view text) const {
-    if (ftruncate(m_fd, 0) != 0 || pwrite(m_fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) abort();
+    if (ftruncate(m_fd, 0) != 0 ||
+        pwrite(m_fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+        abort();
 }
 
 std::string ScratchFile::get() const {

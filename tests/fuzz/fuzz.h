@@ -1,5 +1,6 @@
-// What the fuzz targets share. A target is one file: FUZZ_TARGET(name) { ... data and size are the input ... return 0; }
-// Under libFuzzer each is a program of its own; elsewhere all are one test that runs the saved inputs (corpus_test.cpp).
+// What the fuzz targets share. A target is one file: FUZZ_TARGET(name) { ... data and size are the input ...
+// return 0; } Under libFuzzer each is a program of its own; elsewhere all are one test that runs the saved
+// inputs (corpus_test.cpp).
 #pragma once
 
 #include <cstddef>
@@ -18,7 +19,8 @@ struct Entry {
 std::vector<Entry> &targets();
 inline bool add(const Entry &entry) { return targets().push_back(entry), true; }
 
-extern std::string current_input; // named when a promise breaks; empty under libFuzzer, which keeps the input itself
+extern std::string
+    current_input; // named when a promise breaks; empty under libFuzzer, which keeps the input itself
 [[noreturn]] void broken(const char *promise, const char *file, int line);
 
 // Takes an input apart, front to back; zeros and empty texts once it is used up.
@@ -49,7 +51,9 @@ private:
 
 // A buffer of its own, zeroed, exactly that long, so that the address sanitizer sees the first byte too far.
 inline std::vector<char> exact(size_t size) { return std::vector<char>(size); }
-inline bool terminated(const char *text, size_t size) { return std::string_view(text, size).find('\0') != std::string_view::npos; }
+inline bool terminated(const char *text, size_t size) {
+    return std::string_view(text, size).find('\0') != std::string_view::npos;
+}
 
 } // namespace fuzz
 
@@ -59,8 +63,8 @@ inline bool terminated(const char *text, size_t size) { return std::string_view(
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 #define FUZZ_TARGET(name) extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 #else
-#define FUZZ_TARGET(name)                                                               \
-    static int fuzz_##name(const uint8_t *data, size_t size);                           \
-    [[maybe_unused]] static const bool added_##name = fuzz::add({#name, fuzz_##name});  \
+#define FUZZ_TARGET(name)                                                                                    \
+    static int fuzz_##name(const uint8_t *data, size_t size);                                                \
+    [[maybe_unused]] static const bool added_##name = fuzz::add({#name, fuzz_##name});                       \
     static int fuzz_##name([[maybe_unused]] const uint8_t *data, [[maybe_unused]] size_t size)
 #endif

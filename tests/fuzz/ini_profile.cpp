@@ -10,13 +10,15 @@ constexpr int FIELD = 64;
 bool plain(std::string_view text, std::string_view forbidden) {
     if (text.empty() || text.find_first_of(forbidden) != std::string_view::npos) return false;
     const std::string_view blanks = " \t";
-    return blanks.find(text.front()) == std::string_view::npos && blanks.find(text.back()) == std::string_view::npos;
+    return blanks.find(text.front()) == std::string_view::npos &&
+           blanks.find(text.back()) == std::string_view::npos;
 }
 
 struct Name {
     std::string section, key;
     bool legal() const {
-        return plain(section, "]\r\n\xff") && plain(key, "=\r\n\xff") && key.front() != ';' && key.front() != '[';
+        return plain(section, "]\r\n\xff") && plain(key, "=\r\n\xff") && key.front() != ';' &&
+               key.front() != '[';
     }
 };
 
@@ -27,23 +29,27 @@ std::string read_value(const Name &name, int size, const char *path) {
         FUZZ_CHECK(std::count(out.begin(), out.end(), '#') == size + 1);
         return "\xff";
     }
-    FUZZ_CHECK(out[static_cast<size_t>(size)] == '#' && fuzz::terminated(out.data(), static_cast<size_t>(size)));
+    FUZZ_CHECK(out[static_cast<size_t>(size)] == '#' &&
+               fuzz::terminated(out.data(), static_cast<size_t>(size)));
     return out.data();
 }
 
 void check_positions(const Name &name, const std::string &text) {
     int p[6];
-    const int found = parse_file(name.section.c_str(), name.key.c_str(), text.c_str(), &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]);
+    const int found = parse_file(name.section.c_str(), name.key.c_str(), text.c_str(), &p[0], &p[1], &p[2],
+                                 &p[3], &p[4], &p[5]);
     const int length = static_cast<int>(text.size());
     for (int at : p) FUZZ_CHECK(at >= -1 && at <= length);
     FUZZ_CHECK(found == 0 || (p[0] >= 0 && p[1] > p[0] && p[2] > p[1] && p[3] + 1 >= p[2] && p[4] > p[3]));
     FUZZ_CHECK(found == 0 || text.compare(static_cast<size_t>(p[2]), name.key.size(), name.key) == 0);
 }
 
-// Whether the header that a new key would go under ends with its line: otherwise the key lands in what follows it.
+// Whether the header that a new key would go under ends with its line: otherwise the key lands in what
+// follows it.
 bool header_ends_line(const Name &name, const std::string &text) {
     int p[6];
-    parse_file(name.section.c_str(), name.key.c_str(), text.c_str(), &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]);
+    parse_file(name.section.c_str(), name.key.c_str(), text.c_str(), &p[0], &p[1], &p[2], &p[3], &p[4],
+               &p[5]);
     if (p[1] < 0 || p[2] >= 0) return true;
     const auto behind = static_cast<size_t>(p[1]) + 1;
     return text[behind - 1] != ']' || behind >= text.size() || text[behind] == '\n' || text[behind] == '\r';

@@ -14,7 +14,8 @@ void check_key(const std::string &text, const std::string &key, bool loaded) {
     const LangText shown = lang_text(key.c_str());
     FUZZ_CHECK(fuzz::terminated(shown.text, sizeof shown.text));
     if (result != 0) FUZZ_CHECK(key.starts_with(shown.text) && (key.empty() || shown.text[0]));
-    if (result == 0) FUZZ_CHECK(text.find(key) != std::string::npos && text.find(shown.text) != std::string::npos);
+    if (result == 0)
+        FUZZ_CHECK(text.find(key) != std::string::npos && text.find(shown.text) != std::string::npos);
     if (result == 0) FUZZ_CHECK(std::string_view(out.data()) == shown.text);
 }
 } // namespace
@@ -32,6 +33,7 @@ FUZZ_TARGET(language_table) {
     check_key(text, key, loaded);
     check_key(text, "Result_pass", loaded);
     mmi_initLangCfg();
-    for (const char *button : {g_cItemPass, g_cItemFail, g_cItemBack, g_ItemYes}) FUZZ_CHECK(fuzz::terminated(button, CFG_TEXT));
+    for (const char *button : {g_cItemPass, g_cItemFail, g_cItemBack, g_ItemYes})
+        FUZZ_CHECK(fuzz::terminated(button, CFG_TEXT));
     return 0;
 }

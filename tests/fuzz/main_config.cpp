@@ -1,12 +1,13 @@
-// The main configuration: a file of any content answers with bounded texts, and with nothing that it does not hold.
+// The main configuration: a file of any content answers with bounded texts, and with nothing that it does not
+// hold.
 #include <cstring>
 
 #include "config/main_config.h"
 #include "fuzz.h"
 
 namespace {
-void check_value(const std::string &text, const std::string &domain, const std::string &key, const std::string &def,
-                 const char *path) {
+void check_value(const std::string &text, const std::string &domain, const std::string &key,
+                 const std::string &def, const char *path) {
     auto out = fuzz::exact(CFG_TEXT);
     const int result = Get_CfgValue(path, domain.c_str(), key.c_str(), out.data(), def.c_str());
     FUZZ_CHECK(result == 0 || result == -1);

@@ -11,12 +11,12 @@ constexpr std::string_view PUMP = "pump";
 
 struct Session {
     std::shared_ptr<coredevice::AtChannel> channel;
-    hal::UniqueFd pc, pump;      // our ends
-    std::string_view unsent;     // of the input
+    hal::UniqueFd pc, pump;  // our ends
+    std::string_view unsent; // of the input
     size_t piece = 1;
     std::string received;
     bool over = false;
-} *g_session;
+} * g_session;
 
 std::string reply_to(std::string_view command) {
     if (command.starts_with("big")) return std::string(VXO_AT_REPLY_SIZE, 'x');
@@ -36,7 +36,8 @@ void send_piece(Session &s) {
 void receive_some(Session &s) {
     char bytes[4096];
     ssize_t n = 0;
-    while ((n = recv(s.pc.get(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0) s.received.append(bytes, static_cast<size_t>(n));
+    while ((n = recv(s.pc.get(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0)
+        s.received.append(bytes, static_cast<size_t>(n));
     if (n == 0) s.over = true; // the channel let the client go
 }
 
@@ -45,7 +46,8 @@ void pump(Session &s) {
     if (!s.unsent.empty()) send_piece(s);
     receive_some(s);
     char ignored[64];
-    while (recv(s.pump.get(), ignored, sizeof ignored, MSG_DONTWAIT) > 0) {}
+    while (recv(s.pump.get(), ignored, sizeof ignored, MSG_DONTWAIT) > 0) {
+    }
     if (s.over) return s.channel->close();
     FUZZ_CHECK(send(s.pump.get(), "pump\n", 5, MSG_NOSIGNAL) == 5);
 }
@@ -64,10 +66,14 @@ std::string expected_answers(std::string_view input) {
     for (size_t end; (end = input.find('\n')) != std::string_view::npos; input.remove_prefix(end + 1)) {
         std::string_view line = input.substr(0, end);
         if (line.ends_with('\r')) line.remove_suffix(1);
-        if (line.size() > VXO_AT_LINE_MAX) all += answer(2, "line too long");
-        else if (line.empty()) all += answer(2, "empty command");
-        else if (line.find('\0') != std::string_view::npos) all += answer(2, "malformed");
-        else all += answer(static_cast<unsigned char>(line[0]) % 4, reply_to(line));
+        if (line.size() > VXO_AT_LINE_MAX)
+            all += answer(2, "line too long");
+        else if (line.empty())
+            all += answer(2, "empty command");
+        else if (line.find('\0') != std::string_view::npos)
+            all += answer(2, "malformed");
+        else
+            all += answer(static_cast<unsigned char>(line[0]) % 4, reply_to(line));
     }
     return all;
 }

@@ -1,4 +1,5 @@
-// Named values on the configuration partition: a device of any content, and that a store touches one record only.
+// Named values on the configuration partition: a device of any content, and that a store touches one record
+// only.
 #include <algorithm>
 #include <cstring>
 
@@ -27,7 +28,8 @@ std::string device_image(fuzz::Bytes &in) {
             memcpy(record.signature, "cfg-signature-is-here", 21);
             in.text(FIELD).copy(record.name, FIELD);
             in.text(FIELD).copy(record.value, FIELD);
-            if (const uint8_t hurt = in.byte(); hurt & 0x80) reinterpret_cast<char *>(&record)[hurt & 0x7F] ^= 1;
+            if (const uint8_t hurt = in.byte(); hurt & 0x80)
+                reinterpret_cast<char *>(&record)[hurt & 0x7F] ^= 1;
             image.append(reinterpret_cast<const char *>(&record), RECORD);
         }
     } else {
@@ -53,7 +55,8 @@ std::string get(const std::string &name) {
 void check_untouched(const std::string &before, const std::string &after) {
     FUZZ_CHECK(before.size() == after.size() && before.compare(0, CFG_AREA, after, 0, CFG_AREA) == 0);
     size_t changed = 0;
-    for (size_t at = CFG_AREA; at < before.size(); at += RECORD) changed += before.compare(at, RECORD, after, at, RECORD) != 0;
+    for (size_t at = CFG_AREA; at < before.size(); at += RECORD)
+        changed += before.compare(at, RECORD, after, at, RECORD) != 0;
     FUZZ_CHECK(changed <= 1);
 }
 } // namespace

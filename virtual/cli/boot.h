@@ -26,6 +26,8 @@ std::string describe(const vh::BootOptions &options);
 void boot_background(const BootArgs &args);
 // Ends a running handset and waits until it is gone; true when there was one.
 bool stop(const vh::Client &handset);
+// Prints what is odd in the two text files to standard error (paths; empty or "none": not given), at most 20 lines.
+void warn_about_texts(const std::string &config, const std::string &language);
 void wipe(const vh::Client &handset); // stops it and removes its state
 std::string source_folder();          // $VXO_SOURCE, else above the build folder
 std::string build_folder();           // $VXO_BUILD, else where this program lies

@@ -21,6 +21,7 @@ void add_operator(CLI::App &app, int *status);  // key tap swipe dump screenshot
 void add_pc(CLI::App &app, int *status);        // at forward
 void add_hardware(CLI::App &app, int *status);  // attr fault flags push pull shell
 void add_storage(CLI::App &app, int *status);  // storage
+void add_lint(CLI::App &app, int *status);      // lint
 void add_demo(CLI::App &app, int *status);      // demo
 
 // Runs a script of PC commands and assertions; 0, or 1 after the first assertion that does not hold.

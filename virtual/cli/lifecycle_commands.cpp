@@ -49,6 +49,7 @@ int run(const BootArgs &args) {
                               n_option(args.name) + ", or end it with: ./handset stop" + n_option(args.name));
     const vh::BootOptions options = boot_options(args);
     if (const std::string unfit = vh::check_host(); !unfit.empty()) throw vh::ClientError(unfit);
+    warn_about_texts(options.config, options.language);
     std::cout << "Booting " << describe(options) << "; its log follows, Ctrl-C switches it off. In another terminal:\n";
     print_hints(args.name);
     follow_log_in_child(handset);
