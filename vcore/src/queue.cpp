@@ -42,7 +42,7 @@ struct Queue {
     std::deque<SentCall *> sent;
     std::deque<MSG> notified, posted;
     std::deque<InputEvent> input;
-    std::deque<Invalidation> invalidations;
+    std::vector<Invalidation> invalidations;
     std::atomic<const void *> gui_thread{nullptr};
 
     bool has_work() const {
@@ -219,7 +219,7 @@ bool queue_take_input(InputEvent &out) {
 }
 
 void queue_apply_invalidations() {
-    std::deque<Invalidation> taken;
+    std::vector<Invalidation> taken;
     {
         const std::lock_guard lock(queue().mutex);
         taken.swap(queue().invalidations);
