@@ -38,6 +38,7 @@ void watch(int epoll, int fd) {
 
 [[noreturn]] void serve(int listener, size_t request_bytes, const std::string &answer) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    setsid(); // as the program has a session of its own: the scheduler groups by session, and changing groups costs
     const int epoll = epoll_create1(0);
     watch(epoll, listener);
     std::array<epoll_event, 16> events;
