@@ -1,5 +1,6 @@
 // The battery service: one thread that sleeps until the kernel tells of a change, somebody registers, or ten seconds
-// have passed, and then reports.
+// have passed, and then reports. Those ten seconds do not pass while the handset is suspended; an alarm clock wakes it once a
+// minute, so that heat and idle time are looked at all the same.
 #include <atomic>
 #include <cerrno>
 #include <common/event.h>
@@ -7,6 +8,7 @@
 #include <coredevice/observers.h>
 #include <coredevice/power_supply.h>
 #include <cstring>
+#include <sys/timerfd.h>
 #include <tp_clock.h>
 #include <tp_os.h>
 
@@ -16,6 +18,30 @@ using namespace coredevice;
 constexpr const char *TAG = "BATTERYSERVICE";
 constexpr const char *CHARGING_SWITCH = "/sys/class/power_supply/battery/charging_enabled";
 constexpr int64_t REPORT_PERIOD_NS = 10000000000;
+constexpr int64_t SUSPENDED_PERIOD_NS = 60000000000;
+
+// Rings when no report has come for SUSPENDED_PERIOD_NS: in an awake handset never. Where alarm clocks are refused it is an
+// ordinary one, which rings after the wake-up.
+class WakeAlarm {
+public:
+    WakeAlarm() : m_timer(timerfd_create(CLOCK_BOOTTIME_ALARM, TFD_CLOEXEC | TFD_NONBLOCK)) {
+        if (m_timer.valid()) return;
+        HAL_LOG_E(TAG, "no alarm clock, a suspended handset will not be looked after: %s", strerror(errno));
+        m_timer.reset(timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK));
+    }
+    int fd() const { return m_timer.get(); }
+    // Begins the period afresh; a ring that nobody has heard is forgotten.
+    void arm() const {
+        const int64_t ns = tp_clock_to_kernel_ns(SUSPENDED_PERIOD_NS);
+        itimerspec spec{};
+        spec.it_value.tv_sec = static_cast<time_t>(ns / 1000000000);
+        spec.it_value.tv_nsec = static_cast<long>(ns % 1000000000);
+        timerfd_settime(m_timer.get(), 0, &spec, nullptr);
+    }
+
+private:
+    hal::UniqueFd m_timer;
+};
 
 // One run of the service's thread.
 struct Session {
@@ -39,10 +65,10 @@ Service &service() {
 enum class Wake { change, period, asked };
 
 // Waits for the next reason to report; reads the new state into report.
-Wake wait_for_news(Session &session, PowerSupply &supply, BatteryReport &report, int64_t deadline) {
+Wake wait_for_news(Session &session, PowerSupply &supply, const WakeAlarm &alarm, BatteryReport &report, int64_t deadline) {
     std::vector<pollfd> set;
     for (;;) {
-        set.assign(1, {session.wake.fd(), POLLIN, 0});
+        set.assign({{session.wake.fd(), POLLIN, 0}, {alarm.fd(), POLLIN, 0}});
         supply.watch(set);
         const int64_t left = deadline - tp_clock_mono_ns();
         const int woken = left <= 0 ? 0 : tp_clock_poll(set.data(), set.size(), left);
@@ -51,9 +77,9 @@ Wake wait_for_news(Session &session, PowerSupply &supply, BatteryReport &report,
         if (asked) session.wake.clear();
         const BatteryReport before = report;
         report = supply.read();
-        if (woken > 0) supply.judge(std::span(set).subspan(1), report != before);
+        if (woken > 0) supply.judge(std::span(set).subspan(2), report != before);
         if (asked) return Wake::asked;
-        if (woken <= 0) return Wake::period;
+        if (woken <= 0 || set[1].revents) return Wake::period;
         if (report != before) return Wake::change;
     }
 }
@@ -61,12 +87,14 @@ Wake wait_for_news(Session &session, PowerSupply &supply, BatteryReport &report,
 void serve(void *arg) {
     const std::unique_ptr<std::shared_ptr<Session>> session(static_cast<std::shared_ptr<Session> *>(arg));
     PowerSupply supply;
+    const WakeAlarm alarm;
     BatteryReport report = supply.read();
     int64_t deadline = 0;
     while (!(*session)->stop) {
+        alarm.arm(); // before the report: a handset that is suspended within it goes on with it
         service().observers.report(report);
         deadline = tp_clock_mono_ns() + REPORT_PERIOD_NS;
-        if (wait_for_news(**session, supply, report, deadline) == Wake::period) supply.relax();
+        if (wait_for_news(**session, supply, alarm, report, deadline) == Wake::period) supply.relax();
     }
 }
 

@@ -1,6 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <tp_clock.h>
 #include <tp_globals.h>
 #include <vector>
@@ -12,6 +19,7 @@
 #include "device/factory_slots.h"
 #include "device/power.h"
 #include "support/files.h"
+#include "support/log_text.h"
 #include "support/process.h"
 
 namespace {
@@ -221,6 +229,33 @@ TEST(Battery, WhatThePcReads) {
         TKI_API_BatteryService_ChargingStatusSet = [](int on) { return on ? 1 : 0; };
         EXPECT_EQ(mmi_AutoTest_battery_Charge_Enable(), 1);
         EXPECT_EQ(mmi_AutoTest_battery_Charge_Disable(), 0);
+    });
+}
+
+// The kernel, or missing rights, refuse alarm clocks: told, and the ordinary clock of the same base rings.
+TEST(Alarm, RingsWhereAlarmClocksAreRefused) {
+    process::forked([] {
+        sock_filter code[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                              BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_timerfd_create, 0, 3),
+                              BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+                              BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, CLOCK_REALTIME_ALARM, 0, 1),
+                              BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+                              BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+        const sock_fprog filter{sizeof code / sizeof *code, code};
+        prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
+        ASSERT_LT(timerfd_create(CLOCK_BOOTTIME_ALARM, 0), 0);
+        LogText log;
+        ASSERT_EQ(Alarm_init_driver(), 0);
+        EXPECT_NE(log.take().find("kernel does not support timerfd_create() with alarm timers"), std::string::npos);
+        tp_clock_set_scale(1000);
+        timespec soon{};
+        for (const AlarmType type : {AlarmType::realtime_wakeup, AlarmType::boottime_wakeup}) {
+            ASSERT_EQ(Alarm_get_time(type, &soon), 0);
+            ++soon.tv_sec;
+            ASSERT_EQ(Alarm_set(type, &soon), 0);
+            EXPECT_EQ(Alarm_waitForAlarm(), 1 << static_cast<int>(type));
+        }
     });
 }
 

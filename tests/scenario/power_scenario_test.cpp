@@ -1,42 +1,7 @@
 // Sleep, wake-up, power-off and battery warnings of a whole handset. Its time is scaled; attributes are the hardware's side.
-#include "scenario/handset.h"
+#include "scenario/power.h"
 
-namespace {
-const std::string BACKLIGHT = "/sys/class/leds/lcd-backlight/brightness";
-const std::string BLANK = "/sys/class/graphics/fb0/blank";
-const std::string AUTOSLEEP = "/sys/power/autosleep";
-const std::string BATTERY = "/sys/class/power_supply/battery/";
-const std::string USB = "/sys/class/power_supply/usb/online";
-
-bool sleeps(const Handset &handset) {
-    return handset.attr(BACKLIGHT) == "0" && handset.attr(BLANK) == "4" && handset.attr(AUTOSLEEP) == "mem";
-}
-bool is_awake(const Handset &handset) {
-    return handset.attr(BACKLIGHT) == "100" && handset.attr(BLANK) == "0" && handset.attr(AUTOSLEEP) == "off";
-}
-void wait_asleep(const Handset &handset) { handset.wait_until("sleep", [&] { return sleeps(handset); }, 20000); }
-void wait_awake(const Handset &handset) { handset.wait_until("wake-up", [&] { return is_awake(handset); }, 20000); }
-void wait_bar(const Handset &handset, const std::string &text) {
-    handset.wait_for("\"" + text + "\" in a bar", [&](const vh::ScreenView &view) { return view.shows(text); });
-}
-void wait_off(const Handset &handset) {
-    handset.wait_until("power-off", [&] { return handset.status().value("state", "") == "off"; }, 20000);
-    EXPECT_EQ(handset.status().value("last", ""), "power-off");
-}
-// How often a line with this text stands in the log of this boot.
-size_t log_count(const Handset &handset, const std::string &text) {
-    const std::string out = handset.shell("grep -c '" + text + "' /dev/__vxo_log/main.log").output;
-    return std::stoul(out);
-}
-size_t reports(const Handset &handset) { return log_count(handset, "batteryObserver"); }
-
-// "batteryParameter" with some values changed.
-Setting battery_setting(const std::string &idle, int sleep_s, int off_s) {
-    return {"MMI", "batteryParameter",
-            "lowvolt_threshold:30;powerofftemp:600;OSIdle:" + idle + ";OS_AutoSleepTime:" + std::to_string(sleep_s) +
-                ";OS_AutoTurnOffTime:" + std::to_string(off_s) + ";sys_backlight:" + BACKLIGHT};
-}
-} // namespace
+using namespace power;
 
 TEST(Power, SleepsWhenIdleAndWakesByTheCharger) {
     Handset handset({.speed = 100});
@@ -47,7 +12,7 @@ TEST(Power, SleepsWhenIdleAndWakesByTheCharger) {
     wait_asleep(handset);
     handset.set_attr(USB, "1");
     wait_bar(handset, "Charging");
-    EXPECT_EQ(log_count(handset, "SetWakeupStatus end"), 2U) << "plugging wakes";
+    EXPECT_EQ(handset.log_count("SetWakeupStatus end"), 2U) << "plugging wakes";
     EXPECT_EQ(handset.status().value("state", ""), "running");
 }
 
@@ -57,7 +22,7 @@ TEST(Power, StandbyByThePc) {
     wait_bar(handset, "80%"); // a battery has been reported; without one there is no sleep
     EXPECT_EQ(handset.at("standbyMoudle testItem open").status, 0);
     wait_asleep(handset);
-    handset.wait_for_text("Device tests"); // the channel and the GUI go on
+    EXPECT_EQ(handset.at("batteryMoudle testItem power").text, "*80") << "a sleeping handset answers the PC";
     EXPECT_EQ(handset.at("standbyMoudle testItem close").status, 0);
     wait_awake(handset);
 
@@ -85,20 +50,20 @@ TEST(Power, StandbyByThePc) {
 }
 
 TEST(Power, IdleWithoutChargerSwitchesOff) {
-    Handset handset({.speed = 40, .settings = {battery_setting("1", 20, 40)}});
+    Handset handset({.speed = 40, .settings = {idle_setting("1", 20, 40)}});
     handset.wait_for_text("Device tests");
     // With a charger nothing happens in twice the time.
-    const size_t before = reports(handset);
+    const size_t before = handset.log_count("batteryObserver");
     handset.wait_ms(90000); // what must not happen cannot be waited for
     ASSERT_EQ(handset.status().value("state", ""), "running");
-    EXPECT_GT(reports(handset), before) << "the check has run";
+    EXPECT_GT(handset.log_count("batteryObserver"), before) << "the check has run";
     handset.set_attr(USB, "0");
     wait_off(handset);
     EXPECT_EQ(handset.attr("/sys/class/leds/vibrator/duration"), "1000") << "it says farewell";
 }
 
 TEST(Power, NeverSleepsWhenForbidden) {
-    Handset handset({.speed = 50, .settings = {battery_setting("0", 5, 10)}});
+    Handset handset({.speed = 50, .settings = {idle_setting("0", 5, 10)}});
     handset.wait_for_text("Device tests");
     handset.set_attr(USB, "0");
     wait_bar(handset, "Unplugged");
@@ -119,7 +84,7 @@ TEST(Power, HeatSwitchesOffAtOnce) {
     wait_bar(handset, "Too hot");
     handset.set_attr(BATTERY + "temp", "460");
     handset.wait_until("the report of 460", [&] { return handset.at("batteryMoudle testItem temperature").text == "*46.0"; });
-    EXPECT_EQ(log_count(handset, "battery Temperature Warning"), 1U) << "warned once";
+    EXPECT_EQ(handset.log_count("battery Temperature Warning"), 1U) << "warned once";
     handset.set_attr(BATTERY + "temp", "599");
     handset.wait_until("the report of 599", [&] { return handset.at("batteryMoudle testItem temperature").text == "*59.9"; });
     EXPECT_EQ(handset.status().value("state", ""), "running");
@@ -133,13 +98,13 @@ TEST(Power, LowBatteryIsToldOnce) {
     wait_bar(handset, "80%");
     handset.set_attr(BATTERY + "capacity", "31");
     wait_bar(handset, "31%");
-    EXPECT_EQ(log_count(handset, "BATTERYMSG:Low"), 0U);
+    EXPECT_EQ(handset.log_count("BATTERYMSG:Low"), 0U);
     handset.set_attr(BATTERY + "capacity", "30");
     wait_bar(handset, "Low: 30%");
     handset.set_attr(BATTERY + "capacity", "12");
     wait_bar(handset, "12%");
     handset.wait_until("the report of 12", [&] { return handset.at("batteryMoudle testItem power").text == "*12"; });
-    EXPECT_EQ(log_count(handset, "BATTERYMSG:Low"), 1U);
+    EXPECT_EQ(handset.log_count("BATTERYMSG:Low"), 1U);
     handset.set_attr(BATTERY + "health", "Dead");
     wait_bar(handset, "Bad cell");
     EXPECT_EQ(handset.at("batteryMoudle testItem health").status, 2);
@@ -168,4 +133,37 @@ TEST(Power, RubbishFromTheBatteryIsSurvived) {
     EXPECT_EQ(handset.status().value("last", ""), "start") << "it never ended";
     handset.tap_text("Device tests");
     handset.wait_for_text("Automatic run");
+}
+
+TEST(Power, TheBatteryByTheCommandLine) {
+    Handset handset({.speed = 100, .settings = {idle_setting("0", 90, 1800)}});
+    wait_bar(handset, "80%");
+    const std::string before = handset.tool({"battery"}).output;
+    EXPECT_NE(before.find("level:       8"), std::string::npos) << before;
+    EXPECT_NE(before.find("temperature: 28.5 C"), std::string::npos) << before;
+    const std::vector<std::string> bad[] = {{"--level", "101"}, {"--level", "abc"}, {"--level", "50", "--charger", "solar"},
+                                            {"--temp", "nan"}, {"--health", "ill"}, {"--present", "2"}, {"--drain", "-1"}};
+    for (std::vector<std::string> args : bad) {
+        args.insert(args.begin(), "battery");
+        const vh::Client::Outcome refused = handset.tool(args);
+        EXPECT_EQ(refused.status, 1) << args[1] << args[2];
+        EXPECT_NE(refused.output.find(" is "), std::string::npos) << refused.output;
+    }
+    EXPECT_EQ(handset.attr(USB), "1");
+    EXPECT_GE(std::stoi(handset.attr(BATTERY + "capacity")), 80) << "a refused order has set nothing";
+
+    ASSERT_EQ(handset.tool({"battery", "--level", "33", "--drain", "360"}).status, 0); // although it charges: 10 % a second
+    wait_bar(handset, "Low: 30%");
+    handset.tool({"battery", "--drain", "0", "--level", "100"});
+    wait_bar(handset, "100%");
+    EXPECT_EQ(handset.attr(BATTERY + "status"), "Full");
+    handset.tool({"battery", "--level", "60", "--temp", "40"});
+    handset.tool({"battery", "--charger", "none", "--drain", "default"});
+    wait_bar(handset, "Unplugged");
+    handset.wait_until("a battery that cools without load", [&] { return std::stoi(handset.attr(BATTERY + "temp")) < 400; });
+    handset.tool({"battery", "--level", "50", "--charger", "wireless"});
+    handset.wait_until("a battery that charges", [&] { return std::stoi(handset.attr(BATTERY + "capacity")) > 50; });
+    EXPECT_LT(std::stoi(handset.attr(BATTERY + "voltage_now")), 4300000);
+    handset.tool({"battery", "--health", "dead", "--present", "0"});
+    handset.wait_until("a dead battery", [&] { return handset.at("batteryMoudle testItem health").status == 2; });
 }

@@ -104,6 +104,99 @@ TEST_F(Kernel, ChargerAndSwitchDecideTheBatteryStatus) {
     EXPECT_EQ(read(BATTERY + "status"), "Full\n");
 }
 
+TEST_F(Kernel, WakeLocksAreAListOfNames) {
+    const std::string lock = "/sys/power/wake_lock", unlock = "/sys/power/wake_unlock";
+    EXPECT_EQ(write(lock, "b\n"), 0);
+    EXPECT_EQ(write(lock, "a"), 0);
+    EXPECT_EQ(write(lock, "a"), 0);
+    EXPECT_EQ(read(lock), "a b \n");
+    for (const char *bad : {"", " ", "a x", "a 5 5", "a -1"}) EXPECT_EQ(write(lock, bad), -EINVAL) << '"' << bad << '"';
+    EXPECT_EQ(write(unlock, "c"), -EINVAL);
+    EXPECT_EQ(write(unlock, "b"), 0);
+    EXPECT_EQ(read(lock), "a \n");
+    EXPECT_EQ(read(unlock), "b \n");
+    EXPECT_EQ(write(lock, "b 20000000"), 0);
+    EXPECT_EQ(read(unlock), "\n");
+    EXPECT_TRUE(becomes(tree, lock, "a ", 1000)) << "held for 20 ms";
+    tree.reset();
+    EXPECT_EQ(read(lock), "\n");
+}
+
+TEST(Suspend, BeginsWhenAskedAndEndsByACause) {
+    Device device(Panel{}, 1000);
+    Tree &tree = device.tree();
+    std::atomic<int> freezes{0}, thaws{0};
+    std::atomic<Suspend::Clock::time_point> key{};
+    device.connect_freezer([&](bool freeze) { ++(freeze ? freezes : thaws); }, [&] { return key.load(); });
+    const auto write = [&](const char *name, const char *value) {
+        EXPECT_EQ(tree.write(*tree.find(std::string("/sys/power/") + name), value), 0);
+    };
+    const auto reaches = [](const std::atomic<int> &count, int value, int within_ms = 3000) {
+        for (int i = 0; i < within_ms && count < value; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return count == value;
+    };
+    write("autosleep", "mem");
+    write("autosleep", "off");
+    EXPECT_FALSE(reaches(freezes, 1, 150)) << "taken back in time";
+    write("autosleep", "mem");
+    key = Suspend::Clock::now();
+    EXPECT_FALSE(reaches(freezes, 1, 200)) << "a key has its time";
+    ASSERT_TRUE(reaches(freezes, 1));
+    EXPECT_FALSE(device.suspend().sleeps()) << "not all stand still yet";
+    device.suspend().wake("key"); // there was one already
+    ASSERT_TRUE(reaches(thaws, 1));
+    device.suspend().frozen(); // too late
+    EXPECT_FALSE(device.suspend().sleeps());
+    EXPECT_TRUE(becomes(tree, "/sys/power/suspend_stats/fail", "1", 1000));
+    ASSERT_TRUE(reaches(freezes, 2)) << "tried again after the active window";
+    device.suspend().frozen();
+    EXPECT_TRUE(device.suspend().sleeps());
+    tree.set("/sys/class/power_supply/usb/online", "0");
+    tree.set("/sys/class/power_supply/usb/online", "1");
+    ASSERT_TRUE(reaches(thaws, 2)) << "plug and status, once";
+    EXPECT_EQ(tree.get("/sys/kernel/wakeup_reasons/last_resume_reason"), "charger");
+    write("autosleep", "off");
+    write("state", "mem");
+    ASSERT_TRUE(reaches(freezes, 3));
+    device.suspend().frozen();
+    tree.set("/sys/class/power_supply/battery/temp", "455");
+    ASSERT_TRUE(reaches(thaws, 3));
+    EXPECT_TRUE(becomes(tree, "/sys/power/state", "on", 1000));
+    EXPECT_FALSE(reaches(freezes, 4, 700)) << "state asks for one suspend";
+    EXPECT_EQ(tree.get("/sys/power/suspend_stats/success"), "2");
+}
+
+TEST(BatteryModel, FollowsLoadAndRespectsTheBench) {
+    Device device(Panel{}, 1000); // an hour in 3.6 s
+    Tree &tree = device.tree();
+    const auto value = [&](const std::string &name) { return tree.get(BATTERY + name).value_or(""); };
+    tree.set(BATTERY + "temp", "abc");
+    tree.set(BATTERY + "voltage_now", "-7");
+    EXPECT_TRUE(becomes(tree, BATTERY + "capacity", "82", 2000)) << "it charges";
+    EXPECT_EQ(value("temp"), "abc");
+    EXPECT_EQ(value("voltage_now"), "-7");
+    tree.set("/sys/class/power_supply/usb/online", "0");
+    EXPECT_TRUE(becomes(tree, BATTERY + "capacity", "81", 3000));
+    EXPECT_EQ(value("voltage_now"), "-7") << "rubbish stays until it is set again";
+    EXPECT_EQ(value("temp"), "abc");
+    device.battery().set_asleep(true);
+    EXPECT_EQ(value("current_now"), "-30000");
+    tree.set(BATTERY + "capacity", "99");
+    EXPECT_EQ(value("charge_counter"), "2970000");
+    tree.set(BATTERY + "capacity", "-7");
+    tree.set("/sys/class/power_supply/ac/online", "1");
+    EXPECT_EQ(value("status"), "Charging");
+    EXPECT_TRUE(becomes(tree, BATTERY + "status", "Full", 2000)) << "unseen behind the rubbish";
+    EXPECT_EQ(value("capacity"), "-7");
+    tree.set(BATTERY + "temp", "400");
+    device.battery().apply({.temperature = 20.0, .charger = "none", .drain = 0.0});
+    EXPECT_EQ(value("temp"), "200");
+    EXPECT_EQ(value("status"), "Discharging");
+    EXPECT_FALSE(becomes(tree, BATTERY + "temp", "199", 200)) << "it rests there";
+    device.battery().set_asleep(false);
+    EXPECT_TRUE(becomes(tree, BATTERY + "temp", "205", 3000)) << "the load warms it";
+}
+
 TEST(PanelFile, HoldsTwoPagesAndATail) {
     for (const Panel panel : {Panel{720, 1280}, Panel{1080, 2400}, Panel{241, 321}}) {
         EXPECT_GE(panel.stride(), panel.width * 4);

@@ -48,6 +48,50 @@ void add_attributes(CLI::App &app, int *status) {
     fault->footer("Example: ./handset fault /sys/class/leds/lcd-backlight/brightness eio");
 }
 
+void print_battery(const nlohmann::json &b) {
+    const auto scaled = [&](const char *key, double divisor, int digits, const char *unit) {
+        const std::string text = b.value(key, "");
+        char *end = nullptr;
+        const double value = strtod(text.c_str(), &end);
+        if (text.empty() || *end) return "'" + text + "' (not understood)";
+        char line[48];
+        snprintf(line, sizeof line, "%.*f %s", digits, value / divisor, unit);
+        return std::string(line);
+    };
+    const nlohmann::json drain = b.value("drain", nlohmann::json("default"));
+    std::cout << "level:       " << scaled("capacity", 1, 0, "%") << "\nstatus:      " << b.value("status", "")
+              << "\ntemperature: " << scaled("temp", 10, 1, "C") << "\ncharger:     " << b.value("charger", "")
+              << "\nhealth:      " << b.value("health", "") << "\npresent:     " << (b.value("present", "") == "1" ? "yes" : "no")
+              << "\ndrain:       " << (drain.is_number() ? drain.dump() + " %/h" : "by the load")
+              << "\nvoltage:     " << scaled("voltage_now", 1e6, 3, "V") << "\ncurrent:     " << scaled("current_now", 1e3, 0, "mA")
+              << "\n";
+}
+
+void add_battery(CLI::App &app, int *status) {
+    auto values = std::make_shared<nlohmann::json>(nlohmann::json::object());
+    CLI::App *sub = command(app, "battery", "show or set the battery and its charger", status, [values](const vh::Client &handset) {
+        const nlohmann::json state = handset.battery(*values);
+        if (values->empty()) print_battery(state);
+        return 0;
+    });
+    // Numbers become numbers; what they may be is the handset's to say.
+    const auto option = [&](const std::string &name, const std::string &key, const std::string &type, const std::string &help) {
+        sub->add_option_function<std::string>(name, [values, key](const std::string &text) {
+            const nlohmann::json number = nlohmann::json::parse(text, nullptr, false);
+            (*values)[key] = number.is_number() ? number : nlohmann::json(text);
+        }, help)->type_name(type);
+    };
+    option("--level", "level", "0..100", "percent");
+    option("--temp", "temp", "CELSIUS", "temperature now, and the surroundings so that it stays there");
+    option("--charger", "charger", "ac|usb|wireless|none", "what is plugged in");
+    option("--health", "health", "WORD", "good, overheat, dead, over-voltage, cold, unspecified-failure, unknown");
+    option("--present", "present", "0|1", "whether there is a battery");
+    option("--drain", "drain", "RATE", "percent per hour, also with a charger; 0 holds the level, 'default' follows the load");
+    sub->footer("Rates are those of the handset's time. Without options the state is shown.\n"
+                "Examples:\n  ./handset battery\n  ./handset battery --level 31 --charger none --drain 60\n"
+                "  ./handset battery --temp 45.5");
+}
+
 int flag_value(const std::string &text) {
     for (int value = 0; value < 4; ++value)
         if (text == vh::verdict_name(value) || text == std::to_string(value)) return value;
@@ -91,6 +135,7 @@ void add_files(CLI::App &app, int *status) {
 
 void add_hardware(CLI::App &app, int *status) {
     add_attributes(app, status);
+    add_battery(app, status);
     auto what = std::make_shared<std::string>();
     CLI::App *flag = command(app, "flags", "show or set test result flags", status,
                              [what](const vh::Client &handset) { return flags(handset, *what); });

@@ -98,8 +98,8 @@ int print_list() {
     for (const std::string &name : names) {
         try {
             const vh::Client handset(name);
-            const bool up = handset.answers();
-            std::cout << name << "  " << (up ? handset.request({{"op", "status"}}).value("state", "?") : "stopped") << "\n";
+            const nlohmann::json how = handset.answers() ? handset.request({{"op", "status"}}) : nlohmann::json::object();
+            std::cout << name << "  " << how.value("state", "stopped") << (how.value("sleeps", false) ? ", asleep" : "") << "\n";
         } catch (const std::invalid_argument &) { // some other folder
         } catch (const vh::ClientError &) { std::cout << name << "  stopped\n"; } // ended while we asked
     }

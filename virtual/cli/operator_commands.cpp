@@ -24,10 +24,18 @@ void add_key(CLI::App &app, int *status) {
     sub->footer("Examples:\n  ./handset key pass\n  ./handset key power --hold 900");
 }
 
+// Touches on a sleeping handset are lost, which nobody would see.
+void require_feeling(const vh::Client &handset) {
+    if (handset.answers() && handset.sleeps())
+        throw vh::ClientError("handset '" + handset.name() + "' is asleep and feels no touch; press a key: ./handset key power" +
+                              (handset.name() == "default" ? "" : " -n " + handset.name()));
+}
+
 void add_tap(CLI::App &app, int *status) {
     auto at = std::make_shared<std::vector<int>>();
     auto hold = std::make_shared<int>(60);
     CLI::App *sub = command(app, "tap", "touch the screen at a point", status, [=](const vh::Client &handset) {
+        require_feeling(handset);
         handset.tap((*at)[0], (*at)[1], *hold);
         return 0;
     });
@@ -40,6 +48,7 @@ void add_swipe(CLI::App &app, int *status) {
     auto at = std::make_shared<std::vector<int>>();
     auto ms = std::make_shared<int>(300);
     CLI::App *sub = command(app, "swipe", "draw a finger across the screen", status, [=](const vh::Client &handset) {
+        require_feeling(handset);
         handset.swipe((*at)[0], (*at)[1], (*at)[2], (*at)[3], *ms);
         return 0;
     });

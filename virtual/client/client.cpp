@@ -83,13 +83,34 @@ double Client::speed() const {
     return found != all.end() && found->is_number() ? std::max(1.0, found->get<double>()) : 1.0;
 }
 
+bool Client::sleeps() const { return request({{"op", "status"}}).value("sleeps", false); }
+
+nlohmann::json Client::battery(nlohmann::json values) const {
+    values["op"] = "battery";
+    return request(values);
+}
+
+void Client::require_awake() const {
+    if (sleeps())
+        throw ClientError("handset '" + name_ + "' is asleep; press a key: ./handset key power" + option(name_));
+}
+
 nlohmann::json Client::dump() const {
+    require_awake();
     Fd fd(connect_unix(paths_.gui_socket()));
     if (!fd) {
         request({{"op", "status"}}); // says so when the whole handset is off
         throw ClientError("the program on handset '" + name_ + "' shows no screen yet; see: ./handset log" + option(name_));
     }
-    const std::string text = read_until(fd.get(), 10000, [](const std::string &) { return false; });
+    std::string text;
+    for (int waited = 0; waited < 10000; waited += 250) { // it may fall asleep over it
+        pollfd answer{fd.get(), POLLIN, 0};
+        if (poll(&answer, 1, 250) == 1) {
+            text = read_until(fd.get(), 10000, [](const std::string &) { return false; });
+            break;
+        }
+        require_awake();
+    }
     nlohmann::json screen = nlohmann::json::parse(text, nullptr, false);
     if (!screen.is_object()) throw ClientError("the program did not describe its screen; see: ./handset log" + option(name_));
     return screen;

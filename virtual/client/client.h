@@ -30,6 +30,9 @@ public:
     bool answers() const;                   // its launcher listens
     // Sends one request (state.h) and returns the answer; throws when the launcher is not there or says no.
     nlohmann::json request(const nlohmann::json &what) const;
+    bool sleeps() const;                    // suspended: its program stands still until something wakes it
+    // Sets the battery (state.h, request "battery"; empty: nothing) and returns how it is.
+    nlohmann::json battery(nlohmann::json values = nlohmann::json::object()) const;
     nlohmann::json options() const;         // handset.json, or an empty object
     double speed() const;                   // how much faster than the wall clock its time runs, at least 1
 
@@ -43,7 +46,7 @@ public:
     void wait_ms(int handset_ms) const;
 
     // ---- screen ----
-    nlohmann::json dump() const;
+    nlohmann::json dump() const;            // throws when the handset sleeps: nobody describes the screen then
     void screenshot(const std::string &png_file) const;
     uint32_t pixel(int x, int y) const;     // shown now, 0x00RRGGBB
 
@@ -64,6 +67,7 @@ public:
     void pull(const std::string &source, const std::string &destination) const;
 
 private:
+    void require_awake() const;
     void write_events(int device, const input_event *events, size_t count) const;
     std::string name_;
     StatePaths paths_;

@@ -8,6 +8,9 @@
 //   exited STATUS    the program ended
 //   exec-done ID STATUS
 //   sync CALL        a sync(2) waits            synced CALL
+//   frozen           all processes stand still  freeze | thaw (kernel/suspend.h)
+//   wake CAUSE       a wake-up event, or there
+//                     will be no "frozen"
 //   note TEXT        a line for the operator
 //
 // A status is that of a shell: the exit status, or 128 plus the signal's number.

@@ -28,14 +28,20 @@
 //
 // Control socket: a client sends one JSON object and a line feed and gets one JSON object and a line feed back, always with
 // "ok" (bool) and, when false, "error" (text). Requests ("op"):
-//   status                        -> state ("booting" "running" "off"), boots, init_pid, program_pid, last ("reboot" "power-off"
-//                                    "crash" ...), size [w,h], port
+//   status                        -> state ("booting" "running" "off"), sleeps (it is suspended), boots, init_pid, program_pid,
+//                                    last ("reboot" "power-off" "crash" ...), size [w,h], port
 //   stop | reboot                 ends or restarts the handset
 //   boot                          boots one that is off
 //                                    "state" is "running" once the first process inside is ready; "last" is also "start", "exit",
 //                                    "power-cut" and "boot-loop"; a pid is -1 while there is none
 //   attr {path[, value]}          reads or sets a kernel attribute as the kernel would (from the hardware's side) -> value
 //   fault {path, fault}           fault: "eio", "stale", "delay=MS", "none"
+//   battery {[level] [temp] [charger] [health] [present] [drain]}
+//                                 sets what is given: percent, degrees Celsius (the surroundings follow), "ac" "usb" "wireless"
+//                                    "none", "good" "overheat" "dead" "over-voltage" "cold" "unspecified-failure" "unknown",
+//                                    0 or 1, percent per hour or "default" -> capacity, status, temp, health, present,
+//                                    voltage_now, current_now (texts of the attributes), charger, drain
+//   writes                        -> writes [[path, value] ...]: what the program wrote into attributes in this boot, in order
 //   storage {...}                 orders for the storage of a handset booted with --storage faults; any of these together
 //     path, fault                    path: "/data" "/cache" "vxocfg" "vxoflag" "vxoprod". fault: "full" (no room for new names
 //                                    and growing files: ENOSPC), "full=BYTES" (so much room is left), "read-only" (EROFS),

@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -19,6 +21,19 @@ constexpr unsigned NATIVE_ARCHITECTURE = AUDIT_ARCH_AARCH64;
 #else
 #error "name the audit architecture of this machine"
 #endif
+
+namespace {
+constexpr int MARK = O_APPEND; // means nothing to a timer
+
+int plain_timer(clockid_t clock, int flags) {
+    std::ifstream may_wake("/sys/class/rtc/rtc0/power/wakeup");
+    if (std::string word; may_wake >> word && word == "disabled") {
+        errno = EPERM;
+        return -1;
+    }
+    return timerfd_create(clock, flags);
+}
+} // namespace
 
 int alarm_clocks_install(bool with_syncs) {
     constexpr unsigned NO_CALL = UINT32_MAX;
@@ -48,8 +63,9 @@ std::optional<uint64_t> alarm_clocks_answer(int listener) {
     if (call.data.nr == SYS_sync || call.data.nr == SYS_syncfs) return call.id;
     const auto clock = static_cast<clockid_t>(call.data.args[0]);
     const auto flags = static_cast<int>(call.data.args[1]);
-    const vh::Fd timer(timerfd_create(clock == CLOCK_REALTIME_ALARM ? CLOCK_REALTIME : CLOCK_BOOTTIME, flags));
+    const vh::Fd timer(plain_timer(clock == CLOCK_REALTIME_ALARM ? CLOCK_REALTIME : CLOCK_BOOTTIME, flags));
     if (timer) {
+        fcntl(timer.get(), F_SETFL, fcntl(timer.get(), F_GETFL) | MARK);
         seccomp_notif_addfd grant{};
         grant.id = call.id;
         grant.flags = SECCOMP_ADDFD_FLAG_SEND;
@@ -68,4 +84,17 @@ void sync_answer(int listener, uint64_t call) {
     seccomp_notif_resp done{};
     done.id = call;
     ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &done);
+}
+
+std::optional<unsigned long> alarm_clock_ticks(const std::string &fdinfo) {
+    std::ifstream file(fdinfo);
+    std::string key;
+    unsigned long flags = 0, ticks = 0;
+    bool timer = false;
+    for (std::string rest; file >> key && std::getline(file, rest);) {
+        if (key == "flags:") flags = strtoul(rest.c_str(), nullptr, 8);
+        else if (key == "clockid:") timer = true;
+        else if (key == "ticks:") ticks = strtoul(rest.c_str(), nullptr, 10);
+    }
+    return timer && (flags & MARK) ? std::optional(ticks) : std::nullopt;
 }

@@ -7,6 +7,7 @@
 // CONTROL and PC-LISTENER are descriptors. service: the program is started again; once: the sandbox ends with it. syncs:
 // the launcher is told of every sync(2), and the caller waits for it.
 #include "common/message.h"
+#include "init/freezer.h"
 #include "init/processes.h"
 #include "init/proxy.h"
 #include "init/system_mount.h"
@@ -64,7 +65,7 @@ private:
         signals_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
         loop_.add(signals_.get(), EPOLLIN, [this](uint32_t) { child_died(); });
         loop_.add(control_.get(), EPOLLIN, [this](uint32_t) { command_came(); });
-        if (pc_listener_) proxy_.emplace(loop_, pc_listener_.get());
+        if (pc_listener_) proxy_.emplace(loop_, pc_listener_.get(), [this] { freezer_.wake("pc"); });
         const vh::Fd proc(open("/.proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
         vh::send_message(control_.get(), {"hello"}, {proc.get()});
     }
@@ -82,6 +83,7 @@ private:
         if (!processes_.reap(status)) return;
         vh::send_message(control_.get(), {"exited", std::to_string(status)});
         if (once_) stop();
+        freezer_.wake("program");
         restart_at_ = Clock::now() + RESTART_DELAY;
     }
 
@@ -91,6 +93,8 @@ private:
         if (message->fields.empty()) return;
         const std::string &verb = message->fields[0];
         if (verb == "stop") stop();
+        else if (verb == "freeze") freezer_.freeze(proxy_ && proxy_->waits_for_answer());
+        else if (verb == "thaw") freezer_.thaw();
         else if (verb == "kill" && message->fields.size() == 2) processes_.kill_command(message->fields[1]);
         else if (verb == "synced" && message->fields.size() == 2) processes_.sync_done(message->fields[1]);
         else if (verb == "exec" && message->fields.size() > 3)
@@ -101,6 +105,7 @@ private:
     // Ends the sandbox: asks every process to end, waits a moment; leaving ends the rest.
     [[noreturn]] static void stop() {
         kill(-1, SIGTERM);
+        kill(-1, SIGCONT); // a frozen one could not hear it
         const auto end = Clock::now() + STOP_GRACE;
         while (Clock::now() < end) {
             if (waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD) break;
@@ -114,6 +119,7 @@ private:
     const bool once_;
     const std::vector<std::string> program_;
     Processes processes_;
+    Freezer freezer_{loop_, processes_, control_.get()};
     std::optional<PcProxy> proxy_;
     std::optional<Clock::time_point> restart_at_;
 };

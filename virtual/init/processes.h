@@ -19,6 +19,8 @@ public:
     void start_command(const std::string &id, const std::string &folder, const std::vector<std::string> &argv,
                        const std::vector<vh::Fd> &stdio);
     void kill_command(const std::string &id) const;
+    // Whether this session is one of those commands: each runs in its own.
+    bool is_command(pid_t session) const { return commands_.contains(session); }
     // The launcher has seen the sync of which it was told.
     void sync_done(const std::string &call) const;
     // Collects every dead process and reports. True when the program was among them; its status in `status`.

@@ -19,6 +19,8 @@ struct Flow {
     std::unique_ptr<char[]> bytes = std::make_unique_for_overwrite<char[]>(BUFFER);
     size_t begin = 0, end = 0;
     bool ended = false; // nothing more comes
+    char last = 0;      // byte that came
+    std::function<void()> on_bytes = [] {};
     bool closed = false; // and the other end was told
 
     bool empty() const { return begin == end; }
@@ -32,6 +34,9 @@ struct Flow {
             if (n < 0) return errno == EAGAIN;
             if (n == 0) ended = true;
             end += static_cast<size_t>(n);
+            if (n == 0) continue;
+            last = bytes[end - 1];
+            on_bytes();
         }
         return true;
     }
@@ -50,10 +55,15 @@ struct Flow {
 
 class PcProxy::Link {
 public:
-    Link(Loop &loop, vh::Fd client, vh::Fd server, std::function<void(Link *)> on_end)
+    Link(Loop &loop, vh::Fd client, vh::Fd server, const std::function<void()> &on_bytes, std::function<void(Link *)> on_end)
         : loop_(loop), client_(std::move(client)), server_(std::move(server)), on_end_(std::move(on_end)) {
         up_.from = down_.to = client_.get();
         up_.to = down_.from = server_.get();
+        up_.on_bytes = [this, on_bytes] {
+            asked_ = up_.last == '\n';
+            on_bytes();
+        };
+        down_.on_bytes = [this] { asked_ = false; };
         loop_.add(client_.get(), EPOLLIN, [this](uint32_t events) { ready(up_, down_, events); });
         loop_.add(server_.get(), EPOLLIN | EPOLLOUT, [this](uint32_t events) { ready(down_, up_, events); });
     }
@@ -63,6 +73,7 @@ public:
     }
     Link(const Link &) = delete;
     Link &operator=(const Link &) = delete;
+    bool asked() const { return asked_; }
 
 private:
     // An end is ready: `out` is the flow that comes from it, `in` the one that goes to it.
@@ -100,6 +111,7 @@ private:
     Loop &loop_;
     vh::Fd client_, server_;
     Flow up_, down_;
+    bool asked_ = false;
     std::function<void(Link *)> on_end_;
 };
 
@@ -110,12 +122,17 @@ int at_port() {
     return port > 0 && port < 65536 ? port : 3535;
 }
 
-PcProxy::PcProxy(Loop &loop, int listener) : loop_(loop), listener_(listener) {
+PcProxy::PcProxy(Loop &loop, int listener, std::function<void()> on_bytes)
+    : loop_(loop), listener_(listener), on_bytes_(std::move(on_bytes)) {
     fcntl(listener_, F_SETFL, O_NONBLOCK);
     loop_.add(listener_, EPOLLIN, [this](uint32_t) { accept_client(); });
 }
 
 PcProxy::~PcProxy() { loop_.remove(listener_); }
+
+bool PcProxy::waits_for_answer() const {
+    return std::any_of(links_.begin(), links_.end(), [](const auto &link) { return link->asked(); });
+}
 
 void PcProxy::accept_client() {
     vh::Fd client(accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
@@ -131,7 +148,7 @@ void PcProxy::accept_client() {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(server.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 && errno != EINPROGRESS)
         return; // nobody listens: the client sees its connection closed
-    links_.push_back(std::make_unique<Link>(loop_, std::move(client), std::move(server), [this](Link *ended) {
+    links_.push_back(std::make_unique<Link>(loop_, std::move(client), std::move(server), on_bytes_, [this](Link *ended) {
         std::erase_if(links_, [ended](const auto &link) { return link.get() == ended; });
     }));
 }

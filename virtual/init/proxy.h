@@ -7,11 +7,14 @@
 
 class PcProxy {
 public:
-    // Accepts on listener (not owned) for as long as the sandbox lives.
-    PcProxy(Loop &loop, int listener);
+    // Accepts on listener (not owned) for as long as the sandbox lives. on_bytes hears of every byte from a PC.
+    PcProxy(Loop &loop, int listener, std::function<void()> on_bytes);
     ~PcProxy();
     PcProxy(const PcProxy &) = delete;
     PcProxy &operator=(const PcProxy &) = delete;
+
+    // A PC has sent a line and nothing has come back since.
+    bool waits_for_answer() const;
 
     class Link;
 
@@ -20,6 +23,7 @@ private:
 
     Loop &loop_;
     int listener_;
+    std::function<void()> on_bytes_;
     std::list<std::unique_ptr<Link>> links_;
 };
 

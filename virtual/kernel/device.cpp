@@ -10,22 +10,21 @@ namespace vh {
 
 namespace {
 const std::string LEDS = "/sys/class/leds/";
-const std::string SUPPLY = "/sys/class/power_supply/";
 const std::string VIBRATOR = LEDS + "vibrator/";
-const std::string BATTERY = SUPPLY + "battery/";
-const char *const CHARGERS[] = {"ac", "usb", "wireless"};
 } // namespace
 
 Device::Device(const Panel &panel, double speed) : speed_(std::max(speed, 1.0)) {
     add_panel_and_lights(panel);
-    add_power();
     add_other();
+    suspend_.emplace(tree_, speed_);
+    battery_.emplace(tree_, speed_);
+    battery_->on_alert([this](const std::string &cause) { suspend_->wake(cause); });
     connect_vibrator();
-    connect_charging();
     vibrator_ = std::thread([this] { vibrator_loop(); });
 }
 
 Device::~Device() {
+    suspend_->stop(); // before the battery that it tells
     {
         const std::scoped_lock lock(mutex_);
         stopping_ = true;
@@ -55,25 +54,13 @@ void Device::add_panel_and_lights(const Panel &panel) {
     tree_.add(VIBRATOR + "state", integer(0, 1), Access::read_write, "0");
 }
 
-void Device::add_power() {
-    const std::pair<const char *, const char *> battery[] = {
-        {"type", "Battery"},        {"status", "Charging"},      {"health", "Good"},
-        {"present", "1"},           {"capacity", "80"},          {"voltage_now", "4012000"},
-        {"temp", "285"},            {"current_now", "512000"},   {"charge_counter", "2400000"},
-        {"cycle_count", "3"},       {"technology", "Li-ion"},    {"constant_charge_current_max", "2000000"}};
-    for (const auto &[name, value] : battery) tree_.add(BATTERY + name, text(), Access::read_only, value);
-    tree_.add(BATTERY + "charging_enabled", integer(0, 1), Access::read_write, "1");
-    const char *const types[] = {"Mains", "USB", "Wireless"};
-    for (size_t i = 0; i < std::size(CHARGERS); ++i) {
-        const bool plugged = CHARGERS[i] == std::string("usb"); // the line's fixture feeds a handset by USB
-        tree_.add(SUPPLY + CHARGERS[i] + "/type", text(), Access::read_only, types[i]);
-        tree_.add(SUPPLY + CHARGERS[i] + "/online", text(), Access::read_only, plugged ? "1" : "0");
-        tree_.add(SUPPLY + CHARGERS[i] + "/present", text(), Access::read_only, plugged ? "1" : "0");
-    }
-    tree_.add("/sys/power/autosleep", choice({"off", "mem", "standby", "freeze"}), Access::read_write, "off");
-    tree_.add("/sys/power/state", choice({"freeze", "standby", "mem", "on"}), Access::read_write, "on");
-    tree_.add("/sys/power/wake_lock", text(), Access::read_write, "");
-    tree_.add("/sys/power/wake_unlock", text(), Access::read_write, "");
+void Device::connect_freezer(std::function<void(bool)> freeze, std::function<Suspend::Clock::time_point()> last_key) {
+    suspend_->connect({std::move(freeze), std::move(last_key), [this](bool asleep) { battery_->set_asleep(asleep); }});
+}
+
+void Device::power(bool on) {
+    suspend_->power_on();
+    battery_->set_asleep(!on);
 }
 
 void Device::add_other() {
@@ -86,6 +73,8 @@ void Device::add_other() {
     tree_.add("/sys/class/rtc/rtc0/hctosys", text(), Access::read_only, "1");
     tree_.add("/sys/class/rtc/rtc0/date", text(), Access::read_only, date);
     tree_.add("/sys/class/rtc/rtc0/time", text(), Access::read_only, clock);
+    // Whether it may wake the handset: "disabled" makes the kernel refuse alarm clocks.
+    tree_.add("/sys/class/rtc/rtc0/power/wakeup", choice({"enabled", "disabled"}), Access::read_write, "enabled");
     tree_.add("/sys/devices/system/cpu/online", text(), Access::read_only, "0-1");
     tree_.add("/sys/module/qpnp_fg/parameters/sram_update_period_ms", integer(0, INT_MAX), Access::read_write, "30000");
     tree_.add("/proc/touchscreen/ts_main_ctrl", integer(0, 1), Access::read_write, "1");
@@ -128,29 +117,6 @@ void Device::vibrator_loop() {
             lock.lock();
         }
     }
-}
-
-void Device::connect_charging() {
-    for (const char *charger : CHARGERS) {
-        const std::string folder = SUPPLY + charger;
-        tree_.on_change(folder + "/online", [this, folder](const std::string &value) {
-            tree_.set(folder + "/present", value);
-            update_charging();
-        });
-    }
-    tree_.on_change(BATTERY + "charging_enabled", [this](const std::string &) { update_charging(); });
-}
-
-// A plug or the charging switch changed: the charger chip decides afresh.
-void Device::update_charging() {
-    const bool plugged = std::any_of(std::begin(CHARGERS), std::end(CHARGERS), [this](const char *charger) {
-        return atoi(tree_.get(SUPPLY + charger + "/online").value_or("0").c_str()) > 0;
-    });
-    const bool enabled = tree_.get(BATTERY + "charging_enabled") == "1";
-    const bool full = atoi(tree_.get(BATTERY + "capacity").value_or("0").c_str()) >= 100;
-    const char *status = !plugged ? "Discharging" : !enabled ? "Not charging" : full ? "Full" : "Charging";
-    tree_.set(BATTERY + "status", status);
-    tree_.set(BATTERY + "current_now", !plugged ? "-230000" : !enabled || full ? "0" : "512000");
 }
 
 } // namespace vh

@@ -1,6 +1,8 @@
 // The hardware of the virtual handset: which attributes it has and how they act on one another.
 #pragma once
 
+#include "kernel/battery_model.h"
+#include "kernel/suspend.h"
 #include "kernel/tree.h"
 
 #include <condition_variable>
@@ -20,25 +22,30 @@ struct Panel {
 
 class Device {
 public:
-    // Durations of the hardware (a vibration) take 1/speed of their time.
+    // Durations of the hardware (a vibration, a percent of charge) take 1/speed of their time.
     Device(const Panel &panel, double speed);
     ~Device();
     Device(const Device &) = delete;
     Device &operator=(const Device &) = delete;
 
     Tree &tree() { return tree_; }
+    Suspend &suspend() { return *suspend_; }
+    BatteryModel &battery() { return *battery_; }
+    // Lets the handset be suspended (see Suspend::Machine).
+    void connect_freezer(std::function<void(bool)> freeze, std::function<Suspend::Clock::time_point()> last_key);
+    // The handset boots, or is off. No longer suspended.
+    void power(bool on);
 
 private:
     void add_panel_and_lights(const Panel &panel);
-    void add_power();
     void add_other();
     void connect_vibrator();
-    void connect_charging();
-    void update_charging();
     void vibrator_loop();
 
     Tree tree_;
     const double speed_;
+    std::optional<Suspend> suspend_;
+    std::optional<BatteryModel> battery_;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;

@@ -27,6 +27,8 @@ std::optional<std::string> accepted(const Rule &rule, std::string_view text) {
     case Rule::Kind::choice:
         if (std::find(rule.choices.begin(), rule.choices.end(), text) == rule.choices.end()) return std::nullopt;
         return std::string(text);
+    case Rule::Kind::driver:
+        return rule.store(text);
     case Rule::Kind::text:
         break;
     }
@@ -38,9 +40,12 @@ void wait_out(const Fault &fault) {
 }
 } // namespace
 
-Rule integer(long min, long max) { return {Rule::Kind::integer, min, max, {}}; }
-Rule choice(std::vector<std::string> choices) { return {Rule::Kind::choice, 0, 0, std::move(choices)}; }
+Rule integer(long min, long max) { return {Rule::Kind::integer, min, max, {}, {}}; }
+Rule choice(std::vector<std::string> choices) { return {Rule::Kind::choice, 0, 0, std::move(choices), {}}; }
 Rule text() { return {}; }
+Rule driver(std::function<std::optional<std::string>(std::string_view)> store) {
+    return {Rule::Kind::driver, 0, 0, {}, std::move(store)};
+}
 
 std::optional<Fault> parse_fault(std::string_view text) {
     if (text == "none") return Fault{};
@@ -92,17 +97,30 @@ int Tree::write(Node &node, std::string_view bytes) {
     if (bytes.ends_with('\n')) bytes.remove_suffix(1);
     const std::optional<std::string> value = accepted(node.rule, bytes);
     if (!value) return -EINVAL;
+    lock.lock();
+    journal_.push_back({node.path, std::string(bytes)});
+    if (journal_.size() > JOURNAL) journal_.pop_front();
+    lock.unlock();
     change(node, *value);
     return 0;
 }
 
-void Tree::change(Node &node, const std::string &value) {
+std::vector<Tree::Written> Tree::journal() const {
+    const std::scoped_lock lock(mutex_);
+    return {journal_.begin(), journal_.end()};
+}
+
+void Tree::store(Node &node, const std::string &value) {
     {
         const std::scoped_lock lock(mutex_);
         node.value = value;
     }
     ++node.changes;
     if (listener_) listener_(node);
+}
+
+void Tree::change(Node &node, const std::string &value) {
+    store(node, value);
     if (const auto reaction = reactions_.find(&node); reaction != reactions_.end()) reaction->second(value);
 }
 
@@ -111,6 +129,12 @@ bool Tree::set(const std::string &path, const std::string &value) {
     if (!node || value.size() > PAGE) return false;
     change(*node, value);
     return true;
+}
+
+bool Tree::publish(const std::string &path, const std::string &value) {
+    Node *node = find(path);
+    if (node) store(*node, value);
+    return node != nullptr;
 }
 
 std::optional<std::string> Tree::get(const std::string &path) const {
@@ -132,6 +156,8 @@ bool Tree::set_fault(const std::string &path, const Fault &fault) {
 void Tree::reset() {
     for (const auto &[path, node] : nodes_)
         if (node->access != Access::read_only) change(*node, node->power_on);
+    const std::scoped_lock lock(mutex_);
+    journal_.clear();
 }
 
 Node *Tree::find(const std::string &path) const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -16,14 +17,17 @@ namespace vh {
 
 // What a node accepts.
 struct Rule {
-    enum class Kind { integer, choice, text };
+    enum class Kind { integer, choice, text, driver };
     Kind kind = Kind::text;
     long min = 0, max = 0;            // integer
     std::vector<std::string> choices; // choice
+    // driver: what becomes of a written text; nothing refuses it. Called without a lock held.
+    std::function<std::optional<std::string>(std::string_view)> store;
 };
 Rule integer(long min, long max);
 Rule choice(std::vector<std::string> choices);
 Rule text();
+Rule driver(std::function<std::optional<std::string>(std::string_view)> store);
 
 enum class Access { read_only, read_write, write_only };
 
@@ -59,19 +63,29 @@ public:
     int write(Node &node, std::string_view bytes);
     // From the hardware's side: also read-only nodes and values a driver would refuse. False: no such node.
     bool set(const std::string &path, const std::string &value);
+    // The same for the model behind the attribute, which knows already: no reaction runs.
+    bool publish(const std::string &path, const std::string &value);
     std::optional<std::string> get(const std::string &path) const;
     bool set_fault(const std::string &path, const Fault &fault);
     // What a boot does to the registers of the drivers. Faults stay: a defect outlives a boot.
     void reset();
+    // The last values that the program wrote in this boot (at most JOURNAL), oldest first.
+    struct Written {
+        std::string path, value;
+    };
+    std::vector<Written> journal() const;
+    static constexpr size_t JOURNAL = 1000;
 
     Node *find(const std::string &path) const;
     bool is_folder(const std::string &path) const;
     std::vector<std::string> children(const std::string &folder) const;
 
 private:
+    void store(Node &node, const std::string &value);
     void change(Node &node, const std::string &value);
 
-    mutable std::mutex mutex_; // values and faults; the table itself is fixed once the tree is served
+    mutable std::mutex mutex_; // values, faults and journal; the table itself is fixed once the tree is served
+    std::deque<Written> journal_;
     std::map<std::string, std::unique_ptr<Node>> nodes_;
     std::map<const Node *, std::function<void(const std::string &)>> reactions_;
     std::function<void(Node &)> listener_;

@@ -15,6 +15,7 @@
 #include <sys/eventfd.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 namespace vh {
@@ -39,6 +40,16 @@ void signal_event(const Fd &event) {
 void clear_event(const Fd &event) {
     uint64_t count;
     [[maybe_unused]] const ssize_t n = read(event.get(), &count, sizeof count);
+}
+
+// When somebody last wrote into a FIFO.
+Clock::time_point last_written(const std::string &fifo) {
+    struct stat s {};
+    if (stat(fifo.c_str(), &s) != 0) return {};
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now); // which the time of a write is taken from
+    return Clock::now() - std::chrono::seconds(now.tv_sec - s.st_mtim.tv_sec) -
+           std::chrono::nanoseconds(now.tv_nsec - s.st_mtim.tv_nsec);
 }
 
 // The port inside that the PC link leads to.
@@ -86,6 +97,10 @@ int Box::run() {
         enter_namespaces();
         make_props_clock();
         device_ = std::make_unique<Device>(panel, plan_.options.speed);
+        // A command in place of the program is nobody's to suspend.
+        if (!plan_.once)
+            device_->connect_freezer([this](bool freeze) { tell_vinit({freeze ? "freeze" : "thaw"}); },
+                                     [this] { return last_written(paths_.event(1)); });
         kernel_ = std::make_unique<FuseMount>(device_->tree(), mount_dir(paths_));
         if (plan_.options.storage == "faults") {
             storage_ = std::make_unique<Storage>(paths_, [this] { signal_event(power_cut_); });
@@ -155,6 +170,7 @@ Box::End Box::boot_once() {
     set_state("booting");
     prepare_boot(paths_, plan_.options, clock_);
     device_->tree().reset();
+    device_->power(true);
     clear_event(power_cut_);
     const Fd pc_listener(listen_unix(paths_.pc_socket(), 64));
     Sandbox sandbox = start_sandbox(paths_, plan_, pc_listener);
@@ -170,6 +186,7 @@ Box::End Box::boot_once() {
         init_pid_ = program_pid_ = -1;
     }
     if (storage_) storage_->sandbox_is_gone();
+    device_->power(false);
     drop_commands();
     unlink(paths_.pc_socket().c_str());
     return end;
@@ -237,6 +254,7 @@ void Box::handle_message(const Message &message) {
         init_pid_ = message.sender;
         state_ = "running";
     } else if (verb == "program") {
+        device_->suspend().wake("program"); // it gets its time to start
         const std::scoped_lock lock(mutex_);
         program_pid_ = message.sender;
     } else if (verb == "exited") {
@@ -256,6 +274,10 @@ void Box::handle_message(const Message &message) {
         }
     } else if (verb == "sync") {
         sync_came(argument);
+    } else if (verb == "frozen") {
+        device_->suspend().frozen();
+    } else if (verb == "wake") {
+        device_->suspend().wake(argument);
     } else if (verb == "note") {
         if (!told_note_) say(argument);
         told_note_ = true;
@@ -278,8 +300,14 @@ nlohmann::json Box::storage(const nlohmann::json &request) {
     return storage_->order(request);
 }
 
+void Box::tell_vinit(const std::vector<std::string> &fields) {
+    const std::scoped_lock lock(mutex_);
+    if (sandbox_control_ >= 0) send_message(sandbox_control_, fields);
+}
+
 nlohmann::json Box::status() {
     const int port = at_port(paths_);
+    const bool sleeps = device_->suspend().sleeps();
     const std::scoped_lock lock(mutex_);
     return {{"state", state_},
             {"boots", boots_},
@@ -287,6 +315,7 @@ nlohmann::json Box::status() {
             {"program_pid", program_pid_},
             {"last", last_},
             {"size", {plan_.options.width, plan_.options.height}},
+            {"sleeps", sleeps},
             {"port", port}};
 }
 

@@ -42,6 +42,7 @@ public:
     nlohmann::json status() override;
     void order(Order order) override;
     Tree &tree() override { return device_->tree(); }
+    BatteryModel &battery() override { return device_->battery(); }
     nlohmann::json storage(const nlohmann::json &request) override;
     int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) override;
 
@@ -60,6 +61,7 @@ private:
     End wait_for_end(Sandbox &sandbox);
     End end_of(int wait_status) const;
     void handle_message(const Message &message);
+    void tell_vinit(const std::vector<std::string> &fields);
     void sync_came(const std::string &call);
     void end_at_once(const Sandbox &sandbox);
     std::optional<Order> take_order();

@@ -2,6 +2,7 @@
 
 #include "common/message.h"
 #include "common/state.h"
+#include "launcher/battery_request.h"
 
 #include <array>
 #include <cerrno>
@@ -106,12 +107,20 @@ json run_fault(ControlHost &host, const json &request) {
     return json::object();
 }
 
+json run_writes(ControlHost &host) {
+    json writes = json::array();
+    for (const Tree::Written &written : host.tree().journal()) writes.push_back({written.path, written.value});
+    return {{"writes", writes}};
+}
+
 json answer(ControlHost &host, const std::string &line, const std::vector<Fd> &fds, int client) {
     const json request = json::parse(line);
     const std::string op = request.at("op");
     if (op == "status") return host.status();
     if (op == "attr") return run_attr(host, request);
     if (op == "fault") return run_fault(host, request);
+    if (op == "battery") return run_battery(host.battery(), host.tree(), request);
+    if (op == "writes") return run_writes(host);
     if (op == "storage") return host.storage(request);
     if (op == "exec") return run_exec(host, request, fds, client);
     if (op != "stop" && op != "reboot" && op != "boot") throw std::runtime_error("unknown request '" + op + "'");

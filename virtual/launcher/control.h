@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/fd.h"
+#include "kernel/battery_model.h"
 #include "kernel/tree.h"
 
 #include <list>
@@ -21,6 +22,7 @@ public:
     virtual nlohmann::json status() = 0;
     virtual void order(Order order) = 0;
     virtual Tree &tree() = 0;
+    virtual BatteryModel &battery() = 0;
     // A request with op "storage". Throws.
     virtual nlohmann::json storage(const nlohmann::json &request) = 0;
     // Runs a command inside and waits. stdio: three descriptors. It is killed when the client hangs up. Throws.
