@@ -68,7 +68,7 @@ int scan_config_file(const char *path, const char *caller, const LineVisitor &vi
         LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s open %s fail.", caller, path);
         return -1;
     }
-    char line[CONFIG_LINE] = {}, domain[CFG_TEXT] = {};
+    char line[CONFIG_LINE] = {}, domain[CFG_TEXT] = {}, key[CFG_TEXT], value[CFG_TEXT];
     while (fgets(line, sizeof line, file.get())) {
         if (line[0] == '#') continue;
         if (line[0] == '[') {
@@ -77,7 +77,7 @@ int scan_config_file(const char *path, const char *caller, const LineVisitor &vi
             return -1;
         }
         if (!domain[0]) continue;
-        char key[CFG_TEXT] = {}, value[CFG_TEXT] = {};
+        key[0] = value[0] = '\0'; // no more: start-up reads the file eighty times
         mmi_parse_equal(line, key, value);
         const char *name = mmi_trim(key);
         const char *text = mmi_trim(value);

@@ -8,11 +8,9 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <pthread.h>
-#include <sys/mman.h>
 #include <thread>
 #include <tki_lcd.h>
 #include <tp_globals.h>
-#include <unistd.h>
 #include <vector>
 
 namespace vcore {
@@ -82,28 +80,14 @@ uint64_t area(const Region &region) {
         sum += static_cast<uint64_t>(box.x2 - box.x1) * static_cast<uint64_t>(box.y2 - box.y1);
     return sum;
 }
-#ifndef MADV_POPULATE_WRITE // Linux 5.14; elsewhere the pages come one by one
-#define MADV_POPULATE_WRITE 23
-#endif
-
-// Brings memory in, which for a mapped file takes longer than to fill it.
-void populate(uint32_t *pixels, size_t bytes) {
-    const auto unit = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    const uintptr_t begin = (reinterpret_cast<uintptr_t>(pixels) + unit - 1) / unit * unit;
-    const uintptr_t end = (reinterpret_cast<uintptr_t>(pixels) + bytes) / unit * unit;
-    if (begin < end) madvise(reinterpret_cast<void *>(begin), end - begin, MADV_POPULATE_WRITE);
-}
-
+// The memory of a mapped file comes in page by page at the first touch, which takes longer than filling it.
 void start_first_page() {
     const size_t bytes = size_t{g_panel.info.stride} * g_panel.info.height;
     uint32_t *hidden = g_panel.info.page[1 - g_panel.info.visible];
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before); // signals are for the other threads
-    g_first_page = std::thread([hidden, bytes] {
-        populate(hidden, bytes);
-        memset(hidden, 0, bytes);
-    });
+    g_first_page = std::thread([hidden, bytes] { memset(hidden, 0, bytes); });
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
