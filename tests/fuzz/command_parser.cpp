@@ -1,5 +1,6 @@
 // The command parser against a second telling of its rules, over the program's command texts. No handler of
 // the program is ever registered here: each row gets a function of this file that only says who was called.
+#include <android/log.h>
 #include <cstring>
 #include <utility>
 
@@ -55,15 +56,12 @@ int expected_row(std::string_view line, std::string &argument) {
     }
     return selected;
 }
-} // namespace
 
-FUZZ_TARGET(command_parser) {
-    static const bool registered = register_rows();
-    fuzz::Bytes in(data, size);
-    // A row's text in front finds the commands sooner than letters would.
-    const unsigned row = in.byte();
-    std::string line = registered && row < COMMAND_ROWS ? g_command_table[row].cmd : "";
-    line += std::string(in.rest().substr(0, in.rest().find('\0')));
+// The parser walks other entries where nobody reads its log lines.
+void check_line(const std::string &line, int log_level) {
+    __android_log_set_minimum_priority(log_level);
+    FUZZ_CHECK((log_level == ANDROID_LOG_VERBOSE) ==
+               (__android_log_is_loggable(ANDROID_LOG_DEBUG, "CMDPARSE", ANDROID_LOG_VERBOSE) != 0));
     g_called = NOBODY;
     g_argument.clear();
     auto out = fuzz::exact(64);
@@ -74,5 +72,16 @@ FUZZ_TARGET(command_parser) {
     FUZZ_CHECK(expected == NOBODY || g_argument == argument);
     FUZZ_CHECK(status == (expected != NOBODY && expected % 3 == 1 ? 0 : 2));
     FUZZ_CHECK(expected != NOBODY || out[0] == '\0');
+}
+} // namespace
+
+FUZZ_TARGET(command_parser) {
+    static const bool registered = register_rows();
+    fuzz::Bytes in(data, size);
+    // A row's text in front finds the commands sooner than letters would.
+    const unsigned row = in.byte();
+    std::string line = registered && row < COMMAND_ROWS ? g_command_table[row].cmd : "";
+    line += std::string(in.rest().substr(0, in.rest().find('\0')));
+    for (const int level : {ANDROID_LOG_SILENT, ANDROID_LOG_VERBOSE}) check_line(line, level);
     return 0;
 }
