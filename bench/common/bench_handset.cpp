@@ -1,21 +1,36 @@
 #include "common/bench_handset.h"
 
+#include "client/screen_text.h"
 #include "client/tool.h"
 
+#include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <thread>
 
 namespace bench {
+
+namespace {
+constexpr double PATIENCE = 20;
+
+bool shows_menu(const vh::Client &client) {
+    if (vh::ScreenView(client.dump()).front_shows("Device tests")) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    return false;
+}
+} // namespace
 
 BenchHandset::BenchHandset(std::vector<std::string> boot_arguments) : client_(vh::fresh_handset_name()) {
     std::vector<std::string> args{"boot", "-n", client_.name(), "--headless", "--prop", "persist.vxo.log.level=4"};
     args.insert(args.end(), boot_arguments.begin(), boot_arguments.end());
     const double begin = now();
     const vh::Client::Outcome booted = vh::run_tool(args);
+    bool menu = false;
+    while (booted.status == 0 && !menu && now() - begin < PATIENCE) menu = shows_menu(client_);
     boot_seconds_ = now() - begin;
-    if (booted.status == 0) return;
+    if (menu) return;
     vh::run_tool({"wipe", "-n", client_.name()});
-    throw vh::ClientError("the handset did not boot: " + booted.output);
+    throw vh::ClientError((booted.status ? "the handset did not boot: " : "the handset shows no menu: ") + booted.output);
 }
 
 BenchHandset::~BenchHandset() { vh::run_tool({"wipe", "-n", client_.name()}); }
