@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <string>
+#include <string_view>
 #include <unistd.h>
 
 #include "base/log_door.h"
@@ -120,4 +122,13 @@ int touch_file(const char *path) {
     if (!path) return -1;
     const File file(path, O_WRONLY | O_CREAT);
     return file.is_open() && fsync(file.fd()) == 0 ? 0 : -1;
+}
+
+int sync_file(const char *path) {
+    if (!path) return -1;
+    if (const File file(path, O_RDONLY); file.is_open()) return fsync(file.fd()) == 0 ? 0 : -1;
+    const std::string_view name(path);
+    const std::string folder(name.substr(0, name.rfind('/') + 1));
+    const File parent(folder.c_str(), O_RDONLY | O_DIRECTORY);
+    return parent.is_open() && fsync(parent.fd()) == 0 ? 0 : -1;
 }

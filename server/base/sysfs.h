@@ -13,3 +13,5 @@ bool file_readable(const char *path);
 // Removes a file if it is there; creates an empty one. 0 or -1.
 int remove_file(const char *path);
 int touch_file(const char *path);
+// Makes what was last done to the file durable, its removal included: a power cut takes neither back. 0 or -1.
+int sync_file(const char *path);

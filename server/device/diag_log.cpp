@@ -64,6 +64,30 @@ int ensure_directory_locked(const char *directory) {
     return -1;
 }
 
+// All of it or nothing: what a full storage took of a line is cut off again, so that the next one begins a line.
+bool write_whole(int fd, std::string_view bytes) {
+    for (size_t put = 0; put < bytes.size();) {
+        const ssize_t n = write(fd, bytes.data() + put, bytes.size() - put);
+        if (n > 0) put += static_cast<size_t>(n);
+        if (n >= 0 || errno == EINTR) continue;
+        const int error = errno;
+        struct stat info {};
+        if (put > 0 && fstat(fd, &info) == 0 && ftruncate(fd, info.st_size - static_cast<off_t>(put)) != 0)
+            LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s:a part of a line stays", "writetkilog");
+        errno = error;
+        return false;
+    }
+    return true;
+}
+
+// A line that a power cut has left half written gets its end.
+void end_torn_line(int fd) {
+    struct stat info {};
+    char last = '\n';
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size == 0) return;
+    if (pread(fd, &last, 1, info.st_size - 1) == 1 && last != '\n') write_whole(fd, "\n");
+}
+
 FILE *open_locked(const char *directory, const char *filename) {
     char path[PATH_SIZE];
     const size_t length = strlen(directory);
@@ -78,6 +102,7 @@ FILE *open_locked(const char *directory, const char *filename) {
     LOG_RAW(file ? ANDROID_LOG_DEBUG : ANDROID_LOG_ERROR, TAG,
             file ? "%s:L%d,open file %s oK,errno(%d):errstr(%s)" : "%s:L%d,open file %s failed,errno(%d):errstr(%s)",
             "init_tki_log", __LINE__, path, errno, strerror(errno));
+    if (file) end_torn_line(fileno(file));
     return file;
 }
 
@@ -136,22 +161,18 @@ size_t format_message(char *out, const char *format, va_list args) {
     return plain ? *plain : strlen(out);
 }
 
-bool write_whole(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = write(fd, bytes.data(), bytes.size());
-        if (n < 0 && errno != EINTR) return false;
-        if (n > 0) bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
-}
-
-// Out to the storage; a power cut right after loses nothing.
+// Out to the storage; a power cut right after loses nothing. A storage that fails is told once, until a line goes through.
 int put_line_locked(FILE *handle, std::string_view line) {
+    static const FILE *failing = nullptr;
     // Nothing stays behind in the stream, so the line goes past it in one piece.
     const int fd = fileno(handle);
     const bool put = (__fpending(handle) == 0 || fflush(handle) == 0) && write_whole(fd, line);
-    if (put && (fsync(fd) == 0 || errno == EINVAL)) return 0; // EINVAL: a pipe has no storage
-    LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s:write failed,errno=%s", "writetkilog", strerror(errno));
+    if (put && (fsync(fd) == 0 || errno == EINVAL)) { // EINVAL: a pipe has no storage
+        if (failing == handle) failing = nullptr;
+        return 0;
+    }
+    if (failing != handle) LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s:write failed,errno=%s", "writetkilog", strerror(errno));
+    failing = handle;
     return -1;
 }
 

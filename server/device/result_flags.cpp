@@ -11,6 +11,7 @@
 
 #include "base/log_door.h"
 #include "base/shell_command.h"
+#include "base/sysfs.h"
 #include "config/main_config.h"
 #include "device/factory_slots.h"
 #include "device/station_names.h"
@@ -64,6 +65,7 @@ void verify(const Area &area, size_t index, int result) {
 void forget_resume_markers() {
     run_command("rm /data/pv_autotest_restore_flag");
     run_command("rm /data/pv_autotest_latest_pass");
+    sync_file("/data/pv_autotest_latest_pass");
 }
 
 bool fails_preview_too(int station, int result) {

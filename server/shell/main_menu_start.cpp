@@ -69,6 +69,7 @@ void menu_start_aging_if_due() {
 void mmi_Restore_Autotest() {
     if (access(LATEST_PASS, F_OK) != 0) {
         run_command("echo -n FIRST > /data/pv_autotest_latest_pass");
+        sync_file(LATEST_PASS);
         return;
     }
     Get_TestItem_Config(1);
@@ -83,6 +84,7 @@ void mmi_Restore_Autotest() {
     std::fclose(file);
     run_command("touch /data/pv_autotest_restore_flag");
     run_command("rm /data/pv_autotest_latest_pass");
+    sync_file(LATEST_PASS);
     if (std::strcmp(domain, "FIRST") == 0) {
         run_command("rm /data/pv_autotest_restore_flag");
         mmi_AutoTestEntry();

@@ -54,12 +54,15 @@ bool names_item(const TestItem &item, const char *chdomain) {
 void remember_pass(const char *chdomain) {
     if (file_readable(RESTORE_FLAG)) {
         run_command("rm /data/pv_autotest_restore_flag");
+        sync_file(RESTORE_FLAG);
         g_deviceIsAutoTest = 1;
         return;
     }
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "echo latest pass chdomain %s", chdomain);
     // The name may come from the resume file, which anybody may have written.
-    if (argument_is_plain(chdomain, "_", CFG_TEXT - 1)) run_command_f("echo -n %s > %s", chdomain, LATEST_PASS);
+    if (!argument_is_plain(chdomain, "_", CFG_TEXT - 1)) return;
+    run_command_f("echo -n %s > %s", chdomain, LATEST_PASS);
+    sync_file(LATEST_PASS); // before the next window shows that this one is passed
 }
 
 TestItemNode *find_current(const char *chdomain) {
@@ -149,6 +152,7 @@ void finish_run() {
     if (g_bRestoreAutotest) {
         run_command("rm /data/pv_autotest_restore_flag");
         run_command("rm /data/pv_autotest_latest_pass");
+        sync_file(LATEST_PASS); // a finished run must not come back behind a power cut
         // A resumed run was never started from the list.
         if (aux_lcd == 0 && !g_device_test_wnd) mmi_DeviceTestEntry();
     }

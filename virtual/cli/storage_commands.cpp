@@ -26,22 +26,31 @@ int list(const json &answer) {
     return 0;
 }
 
-// A subcommand of `storage`: its request, and what is shown of the answer.
-CLI::App *order(CLI::App &parent, const std::string &name, const std::string &description, int *status,
+// `storage` with its option -n, which may also follow the words of the order.
+struct Parent {
+    CLI::App *app;
+    int *status;
+    std::shared_ptr<std::string> handset = std::make_shared<std::string>("default");
+};
+
+// An order: its request, and what is shown of the answer.
+CLI::App *order(const Parent &parent, const std::string &name, const std::string &description,
                 std::function<json()> request, int (*print)(const json &) = show) {
-    return command(parent, name, description, status, [request = std::move(request), print](const vh::Client &handset) {
+    CLI::App *sub = parent.app->add_subcommand(name, description)->fallthrough();
+    sub->callback([parent, request = std::move(request), print] {
         json what = request();
         what["op"] = "storage";
-        return print(handset.request(what));
+        *parent.status = print(vh::Client(*parent.handset).request(what));
     });
+    return sub;
 }
 
-void add_cut(CLI::App &storage, int *status) {
+void add_cut(const Parent &storage) {
     struct Args {
         std::string at, phase = "before", mode = "keep";
     };
     auto args = std::make_shared<Args>();
-    CLI::App *cut = order(storage, "cut", "cut the power at an operation; the handset boots again by itself", status, [args] {
+    CLI::App *cut = order(storage, "cut", "cut the power at an operation; the handset boots again by itself", [args] {
         const int at = args->at == "now" ? 0 : std::stoi(args->at);
         return json{{"cut", {{"at", at}, {"phase", args->phase}, {"mode", args->mode}}}};
     });
@@ -64,20 +73,22 @@ void add_cut(CLI::App &storage, int *status) {
 void add_storage(CLI::App &app, int *status) {
     CLI::App *storage = app.add_subcommand("storage", "order faults and power cuts of a handset booted with --storage faults");
     storage->require_subcommand(1);
-    order(*storage, "show", "faults, count and cut", status, [] { return json::object(); });
+    const Parent parent{storage, status};
+    storage->add_option("-n,--name", *parent.handset, "which handset")->capture_default_str();
+    order(parent, "show", "faults, count and cut", [] { return json::object(); });
     struct Fault {
         std::string path, fault;
     };
     auto fault = std::make_shared<Fault>();
-    CLI::App *sub = order(*storage, "fault", "order a fault of a file system or partition", status,
+    CLI::App *sub = order(parent, "fault", "order a fault of a file system or partition",
                           [fault] { return json{{"path", fault->path}, {"fault", fault->fault}}; });
     sub->add_option("path", fault->path, "/data, /cache, vxocfg, vxoflag or vxoprod")->required();
     sub->add_option("fault", fault->fault, "full, full=BYTES (so many bytes have room), read-only, eio, none")->required();
     sub->footer("Example: ./handset storage fault /cache full");
-    order(*storage, "count", "count changing operations from now on", status, [] { return json{{"count", true}}; });
-    order(*storage, "list", "the operations counted", status, [] { return json{{"list", true}}; }, list);
-    order(*storage, "stop", "count no longer and forget the cut", status, [] { return json{{"stop", true}}; });
-    add_cut(*storage, status);
+    order(parent, "count", "count changing operations from now on", [] { return json{{"count", true}}; });
+    order(parent, "list", "the operations counted", [] { return json{{"list", true}}; }, list);
+    order(parent, "stop", "count no longer and forget the cut", [] { return json{{"stop", true}}; });
+    add_cut(parent);
     storage->footer("Example:\n  ./handset boot --storage faults\n  ./handset storage count\n  ./handset storage list\n"
                     "  ./handset storage cut 1 middle");
 }
