@@ -163,7 +163,10 @@ bool wait_ready(const vh::Client &handset, int seconds) {
 
 bool stop(const vh::Client &handset) {
     if (!vh::is_running(handset.paths())) return false;
-    handset.request({{"op", "stop"}});
+    try {
+        handset.request({{"op", "stop"}});
+    } catch (const vh::ClientError &) { // one that was off is gone before it can answer
+    }
     if (!wait_for([&] { return !vh::is_running(handset.paths()); }, 20))
         throw vh::ClientError("handset '" + handset.name() + "' does not stop; see " + handset.paths().run() + "/launcher.log");
     return true;

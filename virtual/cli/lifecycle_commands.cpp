@@ -21,7 +21,7 @@ void print_hints(const std::string &name) {
     std::cout << "  look:    ./handset screenshot" << n << " screen.png    ./handset dump" << n << "\n"
               << "  operate: ./handset tap" << n << " X Y    ./handset key" << n << " pass|fail|volumeup|power\n"
               << "  PC:      ./handset at" << n << " \"batteryMoudle testItem power\"\n"
-              << "  inside:  ./handset shell" << n << "    ./handset attr" << n << " /sys/class/power_supply/battery/capacity 15\n"
+              << "  inside:  ./handset shell" << n << "    ./handset battery" << n << " --level 15 --charger none\n"
               << "  flags:   ./handset flags" << n << "\n" << std::flush;
 }
 
