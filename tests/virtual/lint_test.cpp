@@ -241,8 +241,9 @@ TEST(LintNames, EveryPairAndItem) {
         }
         for (const auto &[call, name, none] :
              all_matches(text, R"re((?:tki_config_get_para_value|parameter_value)\(\w+, \w+, "(\w+)")re")) {
-            EXPECT_TRUE(std::any_of(std::begin(vh::KNOWN_NAMES), std::end(vh::KNOWN_NAMES),
-                                    [&](const auto &row) { return row.pair && row.pair == name; }))
+            EXPECT_TRUE(std::any_of(
+                std::begin(vh::KNOWN_NAMES), std::end(vh::KNOWN_NAMES),
+                [&wanted = name](const auto &known) { return known.pair && known.pair == wanted; }))
                 << path << " reads the pair " << name << ": give it a row in virtual/lint/names.h";
             ++pairs;
         }
