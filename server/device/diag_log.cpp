@@ -109,13 +109,13 @@ FILE *open_locked(const char *directory, const char *filename) {
 // What holds for a whole second. Lines come many to a second, and asking for it costs more than the rest of a line.
 struct Second {
     time_t time = -1;
-    char text[TIME_SIZE];
+    char text[TIME_SIZE] = {};
     size_t length = 0;
     bool echo = false; // somebody reads the Android log at this level
 };
 
 const Second &this_second_locked() {
-    static Second second;
+    constinit static Second second;
     if (const time_t now = tp_clock_tick_time(); now != second.time) {
         tm parts{};
         localtime_r(&now, &parts);
@@ -205,7 +205,8 @@ int write_log(const char *caller, bool with_time, FILE *handle, const char *tag,
         LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s:calloc failed", caller);
         return -1;
     }
-    char *end = append(append(with_time ? append(line, {second.text, second.length}) : line, "["), tag_text);
+    memcpy(line, second.text, sizeof second.text); // whole: a length known beforehand costs no call
+    char *end = append(append(line + (with_time ? second.length : 0), "["), tag_text);
     char *const message = append(end, with_time ? "] " : "]\n");
     end = message + format_message(message, format, args);
     if (second.echo) {
