@@ -1,6 +1,6 @@
 // The battery service: one thread that sleeps until the kernel tells of a change, somebody registers, or ten seconds
-// have passed, and then reports. Those ten seconds do not pass while the handset is suspended; an alarm clock wakes it once a
-// minute, so that heat and idle time are looked at all the same.
+// have passed, and then reports. Those ten seconds do not pass while the handset is suspended; an alarm clock wakes it
+// once a minute, so that heat and idle time are looked at all the same.
 #include <atomic>
 #include <cerrno>
 #include <common/event.h>

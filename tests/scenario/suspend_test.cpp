@@ -32,8 +32,10 @@ char process_state(const Handset &handset) {
 TEST(Suspend, EverythingStandsStillUntilAKey) {
     Handset handset({.settings = {NEVER_IDLE}});
     wait_bar(handset, "Charging"); // the first report is through
+    handset.client().touch(360, 900); // a finger that lies there, and is lifted when nobody feels it
     handset.press("power");
     wait_suspended(handset);
+    handset.client().release();
     EXPECT_EQ(process_state(handset), 'T');
     EXPECT_EQ(handset.shell("echo $((6*7))").output, "42\n") << "the operator's own commands run";
     EXPECT_NE(handset.tool({"dump"}).output.find("is asleep; press a key"), std::string::npos);
@@ -42,7 +44,7 @@ TEST(Suspend, EverythingStandsStillUntilAKey) {
     EXPECT_TRUE(handset.client().sleeps());
     handset.press("power");
     wait_awake(handset);
-    EXPECT_EQ(process_state(handset), 'S');
+    EXPECT_NE(process_state(handset), 'T');
     EXPECT_TRUE(handset.screen().front_shows("Device tests")) << handset.screen().summary();
     EXPECT_EQ(writes(handset, TRANSITION), AT_START + TO_SLEEP + TO_WAKE) << "once each, autosleep last and first";
     EXPECT_EQ(reason(handset), "key");
@@ -58,7 +60,8 @@ TEST(Suspend, EachCauseWakesOnce) {
     EXPECT_EQ(handset.at("batteryMoudle testItem temperature").text, "*28.5");
     EXPECT_EQ(reason(handset), "pc");
     const int before = suspends(handset);
-    handset.wait_until("an alarm and another suspend", [&] { return suspends(handset) >= before + 2 && reason(handset) == "alarm"; });
+    handset.wait_until("an alarm and another suspend",
+                       [&] { return suspends(handset) >= before + 2 && reason(handset) == "alarm"; });
     EXPECT_EQ(writes(handset, TRANSITION), AT_START + TO_SLEEP) << "none of these lights the screen";
     wait_suspended(handset);
     handset.client().battery({{"charger", "none"}});

@@ -37,7 +37,8 @@ long tenths(double temperature) { return std::lround(temperature * 10); }
 
 // Volts of the cell at rest, from empty to full.
 double cell_voltage(double level) {
-    constexpr std::array<std::pair<double, double>, 5> CURVE = {{{0, 3.40}, {10, 3.68}, {50, 3.82}, {80, 3.96}, {100, 4.30}}};
+    constexpr std::array<std::pair<double, double>, 5> CURVE = {
+        {{0, 3.40}, {10, 3.68}, {50, 3.82}, {80, 3.96}, {100, 4.30}}};
     for (size_t i = 1; i < CURVE.size(); ++i) {
         const auto &[x0, y0] = CURVE[i - 1];
         const auto &[x1, y1] = CURVE[i];
@@ -185,7 +186,8 @@ void BatteryModel::supply_changed() {
 }
 
 void BatteryModel::decide_status_locked() {
-    status_ = plugged_ == "none" ? "Discharging" : !enabled_ ? "Not charging" : std::lround(level_) >= 100 ? "Full" : "Charging";
+    const bool full = std::lround(level_) >= 100;
+    status_ = plugged_ == "none" ? "Discharging" : !enabled_ ? "Not charging" : full ? "Full" : "Charging";
 }
 
 std::string BatteryModel::charger() const {
@@ -270,7 +272,8 @@ bool BatteryModel::settle_locked() {
     publish_locked("current_now", std::to_string(std::lround(ma * 1000)));
     publish_locked("status", status_);
     const long before = atol(temperature_before.c_str()), now = tenths(temperature_);
-    return (!status_before.empty() && status_before != status_) || (before < WARM && now >= WARM) || (before < HOT && now >= HOT);
+    const bool hotter = (before < WARM && now >= WARM) || (before < HOT && now >= HOT);
+    return hotter || (!status_before.empty() && status_before != status_);
 }
 
 void BatteryModel::publish_locked(const std::string &name, const std::string &value) {

@@ -3,8 +3,8 @@
 //
 // A suspend begins a short while (ENTRY) after autosleep or state asked for it, unless autosleep went back to "off" or a
 // wake lock is held. After a wake-up event or a key the handset stays awake for a window (ACTIVE), and is suspended again
-// when autosleep is still on. Both are the handset's time, but never shorter than the real times beside them: at a high speed
-// the program still needs its moment.
+// when autosleep is still on. Both are the handset's time, but never shorter than the real times beside them: at a high
+// speed the program still needs its moment.
 #pragma once
 
 #include "kernel/tree.h"

@@ -12,12 +12,13 @@ const std::string BATTERY = "/sys/class/power_supply/battery/";
 
 // Of the command line, and the kernel's.
 constexpr std::pair<const char *, const char *> HEALTH[] = {
-    {"good", "Good"}, {"overheat", "Overheat"},                       {"dead", "Dead"},      {"over-voltage", "Over voltage"},
-    {"cold", "Cold"}, {"unspecified-failure", "Unspecified failure"}, {"unknown", "Unknown"}};
+    {"good", "Good"}, {"overheat", "Overheat"}, {"dead", "Dead"}, {"over-voltage", "Over voltage"}, {"cold", "Cold"},
+    {"unspecified-failure", "Unspecified failure"}, {"unknown", "Unknown"}};
 constexpr const char *CHARGERS[] = {"ac", "usb", "wireless", "none"};
 
 [[noreturn]] void refuse(const std::string &what, const json &value, const std::string &allowed) {
-    throw std::runtime_error(what + " is " + allowed + ", not " + (value.is_string() ? value.get<std::string>() : value.dump()));
+    const std::string given = value.is_string() ? value.get<std::string>() : value.dump();
+    throw std::runtime_error(what + " is " + allowed + ", not " + given);
 }
 
 double number_in(const json &value, const std::string &what, double min, double max, const std::string &allowed) {
