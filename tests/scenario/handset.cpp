@@ -1,18 +1,13 @@
 #include "scenario/handset.h"
 
-#include <array>
-#include <atomic>
+#include "client/tool.h"
+
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <spawn.h>
 #include <sstream>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 namespace fs = std::filesystem;
@@ -36,48 +31,6 @@ const std::vector<std::string> REPORT_OPTIONS{
     "--env", "TSAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:second_deadlock_stack=1:exitcode=66",
     "--env", "ASAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:detect_leaks=0:exitcode=66",
     "--env", "UBSAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:print_stacktrace=1:exitcode=66"};
-
-// One folder for all handsets of this test program, removed when it ends.
-struct Home {
-    std::string path;
-    Home() {
-        std::string pattern = environment("VXO_HANDSET_HOME", environment("TMPDIR", "/tmp")) + "/vxo-test.XXXXXX";
-        if (!mkdtemp(pattern.data())) throw std::runtime_error("cannot make a folder at " + pattern);
-        path = pattern;
-        setenv("VXO_HANDSET_HOME", path.c_str(), 1);
-    }
-    ~Home() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-};
-
-std::string next_name() {
-    static const Home home;
-    static std::atomic<int> count{0};
-    return "h" + std::to_string(++count);
-}
-
-vh::Client::Outcome run_tool(std::vector<std::string> args) {
-    args.insert(args.begin(), build_folder() + "/bin/handset");
-    std::vector<char *> argv;
-    for (std::string &arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    // A file, not a pipe: a handset in the background would keep a pipe open.
-    const std::string log = environment("VXO_HANDSET_HOME", "/tmp") + "/tool-" + std::to_string(gettid()) + ".log";
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    pid_t pid = -1;
-    const int error = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error) throw std::runtime_error("cannot run " + args[0] + "; build it first (ninja handset)");
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), content_of(log)};
-}
 
 // The main configuration with some lines changed.
 std::string changed_config(const std::vector<Setting> &settings) {
@@ -117,7 +70,7 @@ std::string content_of(const std::string &path) {
 
 std::ostream &operator<<(std::ostream &out, Verdict verdict) { return out << vh::verdict_name(static_cast<int>(verdict)); }
 
-Handset::Handset(HandsetOptions options) : client_(next_name()) {
+Handset::Handset(HandsetOptions options) : client_(vh::fresh_handset_name()) {
     const vh::StatePaths &paths = client_.paths();
     if (options.before_boot) {
         for (const std::string &folder : {paths.data(), paths.cache(), paths.root + "/part"}) fs::create_directories(folder);
@@ -142,11 +95,11 @@ Handset::~Handset() {
 }
 
 void Handset::end() const {
-    run_tool({"stop", "-n", client_.name()});
+    vh::run_tool({"stop", "-n", client_.name()});
     std::error_code none; // a handset that never booted
     for (const fs::directory_entry &file : fs::directory_iterator(client_.paths().run() + "/log", none))
         if (file.path().filename().string().starts_with(REPORT)) ADD_FAILURE() << content_of(file.path());
-    run_tool({"wipe", "-n", client_.name()});
+    vh::run_tool({"wipe", "-n", client_.name()});
 }
 
 void Handset::boot(const HandsetOptions &options) {
@@ -163,14 +116,14 @@ void Handset::boot(const HandsetOptions &options) {
     if (!options.wait_for_menu) args.push_back("--no-wait");
     for (const std::string &prop : options.props) add("--prop", prop);
     args.insert(args.end(), REPORT_OPTIONS.begin(), REPORT_OPTIONS.end());
-    const vh::Client::Outcome booted = run_tool(args);
+    const vh::Client::Outcome booted = vh::run_tool(args);
     if (booted.status != 0) throw std::runtime_error("the handset did not boot: " + booted.output + log_tail());
 }
 
 vh::Client::Outcome Handset::tool(const std::vector<std::string> &args) const {
     std::vector<std::string> all = args;
     all.insert(all.begin() + 1, {"-n", client_.name()});
-    return run_tool(all);
+    return vh::run_tool(all);
 }
 
 void Handset::press(const std::string &key, int hold_ms) { client_.press(code_of(key), hold_ms); }
