@@ -1,5 +1,5 @@
-// Painting against the machine's own speed, through the factory library on a panel file that is mapped as the virtual handset
-// has it. It starts itself anew in a root where /sys and /dev/graphics may be written.
+// Painting against the machine's own speed, through the factory library on a panel file that is mapped as the virtual
+// handset has it. It starts itself anew in a root where /sys and /dev/graphics may be written.
 #include "common/turns.h"
 #include "device/factory_slots.h"
 #include "panel.h"
@@ -70,15 +70,29 @@ uint32_t *bring_up(const Screen &s) {
 }
 
 const tki_panel_tail &tail_of(const uint32_t *panel, const Screen &s) {
-    return *reinterpret_cast<const tki_panel_tail *>(reinterpret_cast<const char *>(panel) + (s.pixels() * 8 + 4095) / 4096 * 4096);
+    const size_t offset = (s.pixels() * 8 + 4095) / 4096 * 4096;
+    return *reinterpret_cast<const tki_panel_tail *>(reinterpret_cast<const char *>(panel) + offset);
 }
 const uint32_t *shown(const uint32_t *panel, const Screen &s) { return panel + tail_of(panel, s).visible * s.pixels(); }
+
+// Two pages that the other side draws on in turn, as the toolkit does.
+struct FloorPages {
+    explicit FloorPages(const Screen &screen) : s(screen), memory(map_file(FLOOR_FILE, screen)) {}
+    uint32_t *page(int n) const { return memory + static_cast<size_t>(n) * s.pixels(); }
+    uint32_t *next() { return page(current = 1 - current); }
+    void fill(uint32_t *pixels, int x, int y, int w, int h, uint32_t color) const {
+        pixman_fill(pixels, s.width, 32, x, y, w, h, color);
+    }
+    const Screen &s;
+    uint32_t *memory;
+    int current = 0;
+};
 
 bench::Goal goal(const Screen &s, double limit) { return s.counts ? bench::Goal::at_most(limit) : bench::Goal::report(); }
 
 // ---- a full-screen colour change ----
 
-void color_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, uint32_t *floor_pages) {
+void color_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, FloorPages &pages) {
     int level = 0;
     const auto ours = bench::each([&] {
         level = (level + 1) % 256;
@@ -88,16 +102,14 @@ void color_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel,
         tp_gui_pump();
     });
     int value = 0;
-    const auto floor = bench::each([&] {
-        ++value;
-        memset(floor_pages + static_cast<size_t>(value & 1) * s.pixels(), value, s.pixels() * 4);
-    });
+    const auto floor = bench::each([&] { memset(pages.next(), ++value, s.pixels() * 4); });
     const auto [pairs] = bench::take_turns<1>(plan, ours, floor);
     const uint32_t wanted = static_cast<uint32_t>(level + (255 - level) * 256 + level / 2 * 65536);
     const uint32_t *page = shown(panel, s);
-    if (std::any_of(page, page + s.pixels(), [&](uint32_t p) { return p != wanted; })) bench::give_up("the colour is not shown");
-    bench::print_ratio({"full-screen colour change, command to panel, " + s.name() + ", against one memset of the frame", goal(s, 1.5)},
-                       pairs, "us", 1e6);
+    if (std::count(page, page + s.pixels(), wanted) != static_cast<ptrdiff_t>(s.pixels()))
+        bench::give_up("the colour is not shown");
+    const std::string what = "full-screen colour change, command to panel, " + s.name();
+    bench::print_ratio({what + ", against one memset of the frame", goal(s, 1.5)}, pairs, "us", 1e6);
     mmi_AutoTest_GrayLevel_Set("close");
     tp_gui_pump();
 }
@@ -138,8 +150,9 @@ public:
         return out;
     }
     void blend(pixman_image_t *ink, pixman_image_t *page, int base_line, const std::vector<pixman_glyph_t> &glyphs) {
-        pixman_composite_glyphs_no_mask(PIXMAN_OP_OVER, ink, page, 0, 0, 0, base_line, cache_, static_cast<int>(glyphs.size()),
-                                        const_cast<pixman_glyph_t *>(glyphs.data()));
+        auto *first = const_cast<pixman_glyph_t *>(glyphs.data()); // only read
+        const int count = static_cast<int>(glyphs.size());
+        pixman_composite_glyphs_no_mask(PIXMAN_OP_OVER, ink, page, 0, 0, 0, base_line, cache_, count, first);
     }
 
 private:
@@ -148,10 +161,10 @@ private:
         if (const void *known = pixman_glyph_cache_lookup(cache_, this, key)) return known;
         const FT_Bitmap &b = face_->glyph->bitmap;
         if (b.width == 0 || b.rows == 0) return nullptr;
-        pixman_image_t *image = pixman_image_create_bits(PIXMAN_a8, static_cast<int>(b.width), static_cast<int>(b.rows), nullptr, 0);
-        for (unsigned y = 0; y < b.rows; ++y)
-            memcpy(reinterpret_cast<char *>(pixman_image_get_data(image)) + y * static_cast<unsigned>(pixman_image_get_stride(image)),
-                   b.buffer + static_cast<int>(y) * b.pitch, b.width);
+        const int width = static_cast<int>(b.width), rows = static_cast<int>(b.rows);
+        pixman_image_t *image = pixman_image_create_bits(PIXMAN_a8, width, rows, nullptr, 0);
+        auto *to = reinterpret_cast<uint8_t *>(pixman_image_get_data(image));
+        for (int y = 0; y < rows; ++y, to += pixman_image_get_stride(image)) memcpy(to, b.buffer + y * b.pitch, b.width);
         const void *glyph =
             pixman_glyph_cache_insert(cache_, this, key, -face_->glyph->bitmap_left, face_->glyph->bitmap_top, image);
         pixman_image_unref(image);
@@ -168,12 +181,16 @@ pixman_image_t *solid(gal_pixel color) {
     return pixman_image_create_solid_fill(&ink);
 }
 
+pixman_image_t *image_of(uint32_t *pixels, const Screen &s) {
+    return pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, s.width, s.height, pixels, s.width * 4);
+}
+
 // Where the toolkit put the line: the base line at which the bare glyphs give the very pixels that are shown.
 int find_base_line(BareGlyphs &bare, const std::vector<pixman_glyph_t> &line, const Screen &s, const uint32_t *page, int row,
                    gal_pixel ground) {
     const int height = s.height / ROWS, top = row * height + 2, bottom = (row + 1) * height - 2;
     std::vector<uint32_t> memory(s.pixels());
-    pixman_image_t *target = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, s.width, s.height, memory.data(), s.width * 4);
+    pixman_image_t *target = image_of(memory.data(), s);
     pixman_image_t *ink = solid(SysPixelIndex[19]);
     int found = -1;
     for (int base = top; base < bottom && found < 0; ++base) {
@@ -209,63 +226,66 @@ Menu open_menu(const Screen &s) {
     return {window, list};
 }
 
-void step_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, uint32_t *floor_pages) {
-    const Menu menu = open_menu(s);
-    const int size = s.width < 1092 ? s.width / 12 : 90;
-    BareGlyphs bare(size);
+int next_row(int &at, int &step) {
+    if (at + step < 0 || at + step >= ROWS) step = -step;
+    return at += step;
+}
+
+// The step without the toolkit: the glyphs of the row that was current and of the one that is, where the toolkit puts them.
+class BareSteps {
+public:
+    BareSteps(const Screen &s, const uint32_t *shown_page, FloorPages &pages)
+        : s_(s), pages_(pages), bare_(s.width < 1092 ? s.width / 12 : 90), ink_(solid(SysPixelIndex[19])),
+          images_{image_of(pages.page(0), s), image_of(pages.page(1), s)} {
+        for (int row = 0; row < ROWS; ++row) {
+            auto line = bare_.line(label(row).text, (s.width - GetTextWidth(g_font_menu, label(row).gb, -1)) / 2);
+            const int base = find_base_line(bare_, line, s, shown_page, row, SysPixelIndex[row == 0 ? 17 : 18]);
+            places_.push_back({std::move(line), base});
+        }
+    }
+    void step(bool fill_first) {
+        uint32_t *pixels = pages_.next();
+        const int height = s_.height / ROWS;
+        for (const int row : {at_, next_row(at_, way_)}) {
+            if (fill_first) pages_.fill(pixels, 0, row * height, s_.width, height, SysPixelIndex[17]);
+            const Place &place = places_[static_cast<size_t>(row)];
+            bare_.blend(ink_, images_[pages_.current], place.base_line, place.glyphs);
+        }
+    }
+
+private:
     struct Place {
         std::vector<pixman_glyph_t> glyphs;
         int base_line;
     };
-    std::vector<Place> places;
-    for (int row = 0; row < ROWS; ++row) {
-        auto line = bare.line(label(row).text, (s.width - GetTextWidth(g_font_menu, label(row).gb, -1)) / 2);
-        const int base = find_base_line(bare, line, s, shown(panel, s), row, SysPixelIndex[row == 0 ? 17 : 18]);
-        places.push_back({std::move(line), base});
-    }
+    const Screen &s_;
+    FloorPages &pages_;
+    BareGlyphs bare_;
+    pixman_image_t *ink_, *images_[2];
+    std::vector<Place> places_;
+    int at_ = 0, way_ = 1;
+};
+
+void step_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, FloorPages &pages) {
+    const Menu menu = open_menu(s);
+    BareSteps bare(s, shown(panel, s), pages);
     int current = 0, way = 1;
-    const auto next = [](int &at, int &step) {
-        if (at + step < 0 || at + step >= ROWS) step = -step;
-        return at += step;
-    };
     vcore::panel_counts() = {};
     const auto ours = bench::each([&] {
         const int before = current;
-        SendMessage(menu.list, MSG_KEYDOWN, next(current, way) > before ? 108 : 103, 0);
+        SendMessage(menu.list, MSG_KEYDOWN, next_row(current, way) > before ? 108 : 103, 0);
         tp_gui_pump();
     });
-    pixman_image_t *pages[2], *ink = solid(SysPixelIndex[19]);
-    for (int n = 0; n < 2; ++n)
-        pages[n] = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, s.width, s.height,
-                                                     floor_pages + static_cast<size_t>(n) * s.pixels(), s.width * 4);
-    int at = 0, step = 1, page = 0;
-    const auto floor = bench::each([&] {
-        page = 1 - page;
-        for (const int row : {at, next(at, step)}) {
-            const Place &place = places[static_cast<size_t>(row)];
-            bare.blend(ink, pages[page], place.base_line, place.glyphs);
-        }
-    });
-    const auto [pairs] = bench::take_turns<1>(plan, ours, floor);
+    const auto [blended] = bench::take_turns<1>(plan, ours, bench::each([&] { bare.step(false); }));
     const vcore::PanelCounts counts = vcore::panel_counts();
+    const auto [filled] = bench::take_turns<1>(plan, ours, bench::each([&] { bare.step(true); }));
     if (scrollview_get_current(menu.list) != current) bench::give_up("the selection did not move");
-    bench::print_ratio({"menu step, 12 rows of Latin and Chinese text, warm, " + s.name() + ", against blending the two rows' glyphs bare",
-                        bench::Goal::at_most(1.5)},
-                       pairs, "us", 1e6);
-    const auto fill_and_blend = bench::each([&] {
-        page = 1 - page;
-        for (const int row : {at, next(at, step)}) {
-            const int height = s.height / ROWS;
-            pixman_fill(floor_pages + static_cast<size_t>(page) * s.pixels(), s.width, 32, 0, row * height, s.width, height, 0x204060);
-            const Place &place = places[static_cast<size_t>(row)];
-            bare.blend(ink, pages[page], place.base_line, place.glyphs);
-        }
-    });
-    const auto [filled] = bench::take_turns<1>(plan, ours, fill_and_blend);
-    bench::print_ratio({"the same step, " + s.name() + ", against filling the two rows and blending their glyphs bare", bench::Goal::report()},
-                       filled, "us", 1e6);
+    const std::string step = "menu step, 12 rows of Latin and Chinese text, warm, " + s.name();
     const double share = static_cast<double>(counts.copied) / static_cast<double>(counts.damaged);
-    bench::print_value({"menu step, pixels copied per pixel damaged, " + s.name(), bench::Goal::at_most(1.1)}, {share, share, share}, "");
+    using bench::Goal;
+    bench::print_ratio({step + ", against blending the two rows' glyphs bare", Goal::at_most(1.5)}, blended, "us", 1e6);
+    bench::print_ratio({step + ", against filling the two rows and blending bare", Goal::report()}, filled, "us", 1e6);
+    bench::print_value({step + ", pixels copied per pixel damaged", Goal::at_most(1.1)}, {share, share, share}, "");
     DestroyMainWindow(menu.window);
     tp_gui_pump();
 }
@@ -296,47 +316,44 @@ LRESULT cell_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
     return DefaultMainWinProc(hwnd, message, wParam, lParam);
 }
 
-void cell_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, uint32_t *floor_pages) {
+void next_cell(int &n, int &x, int &y) {
+    n = (n + 1) % (CELLS * CELLS);
+    x = n % CELLS * cell_width, y = n / CELLS * cell_height;
+}
+
+void cell_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, FloorPages &pages) {
     cell_width = s.width / CELLS, cell_height = s.height / CELLS;
     touched = {0, 0, s.width, s.height};
     const HWND window = create_shell_window(cell_proc, HWND_DESKTOP, {0, 0, s.width, s.height});
     ShowWindow(window, SW_SHOWNORMAL);
     tp_gui_pump();
-    const auto walk = [](int &n) {
-        n = (n + 1) % (CELLS * CELLS);
-        return std::pair{n % CELLS * cell_width, n / CELLS * cell_height};
-    };
-    int n = 0;
+    int n = 0, m = 0, x = 0, y = 0;
+    uint32_t painted = 0;
     const auto ours = bench::each([&] {
-        const auto [x, y] = walk(n);
+        next_cell(n, x, y);
         if (n == 0) finger_color += 0x010203;
+        ++painted;
         PostMessage(window, MSG_MOUSEMOVE, 0, MAKELONG(x + 1, y + 1));
         tp_gui_pump();
     });
-    int m = 0, page = 0;
-    const auto floor = bench::each([&] {
-        const auto [x, y] = walk(m);
-        page = 1 - page;
-        pixman_fill(floor_pages + static_cast<size_t>(page) * s.pixels(), s.width, 32, x, y, cell_width, cell_height, static_cast<uint32_t>(m));
-    });
+    const auto fill = [&] {
+        next_cell(m, x, y);
+        pages.fill(pages.next(), x, y, cell_width, cell_height, static_cast<uint32_t>(m));
+    };
     const uint32_t before = tail_of(panel, s).counter;
-    const auto [pairs] = bench::take_turns<1>(plan, ours, floor);
-    if (tail_of(panel, s).counter - before < 1000) bench::give_up("the cells were not shown one by one");
-    bench::print_ratio({"40 x 40 cells painted one by one, message to panel, " + s.name() + ", against bare fills", goal(s, 3)}, pairs,
-                       "us", 1e6);
-    uint32_t &word = *(floor_pages + 2 * s.pixels());
+    const auto [filled] = bench::take_turns<1>(plan, ours, bench::each(fill));
+    if (tail_of(panel, s).counter - before != painted) bench::give_up("the cells were not shown one by one");
     pollfd input{-1, POLLIN, 0};
     const auto shown_fill = bench::each([&] {
-        const auto [x, y] = walk(m);
-        page = 1 - page;
-        pixman_fill(floor_pages + static_cast<size_t>(page) * s.pixels(), s.width, 32, x, y, cell_width, cell_height, static_cast<uint32_t>(m));
+        fill();
         poll(&input, 1, 0);
-        syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+        syscall(SYS_futex, pages.page(2), FUTEX_WAKE, 1, nullptr, nullptr, 0);
     });
-    const auto [kernel] = bench::take_turns<1>(plan, ours, shown_fill);
-    bench::print_ratio({"the same cells, " + s.name() + ", against bare fills with one look for input and one wake of who watches the panel",
-                        bench::Goal::report()},
-                       kernel, "us", 1e6);
+    const auto [called] = bench::take_turns<1>(plan, ours, shown_fill);
+    const std::string cells = "40 x 40 cells painted one by one, message to panel, " + s.name();
+    bench::print_ratio({cells + ", against bare fills", goal(s, 3)}, filled, "us", 1e6);
+    bench::print_ratio({cells + ", against bare fills with a poll and a futex wake each", bench::Goal::report()}, called,
+                       "us", 1e6);
     DestroyMainWindow(window);
     tp_gui_pump();
 }
@@ -355,10 +372,10 @@ int run(const bench::Plan &plan, const Screen &s) {
     __android_log_set_minimum_priority(ANDROID_LOG_INFO); // as shipped
     bench::pin_thread(bench::cores().back());
     const uint32_t *panel = bring_up(s);
-    uint32_t *floor_pages = map_file(FLOOR_FILE, s);
-    color_rows(plan, s, panel, floor_pages);
-    step_rows(plan, s, panel, floor_pages);
-    cell_rows(plan, s, panel, floor_pages);
+    FloorPages pages(s);
+    color_rows(plan, s, panel, pages);
+    step_rows(plan, s, panel, pages);
+    cell_rows(plan, s, panel, pages);
     TerminateGUI();
     return 0;
 }

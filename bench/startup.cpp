@@ -31,7 +31,8 @@ public:
     Panel() {
         const int fd = open("/dev/graphics/fb0", O_RDWR | O_CLOEXEC);
         struct stat file {};
-        if (fd < 0 || fstat(fd, &file) != 0 || static_cast<size_t>(file.st_size) != PAGE * 8 + 4096) bench::give_up("another panel");
+        if (fd < 0 || fstat(fd, &file) != 0 || static_cast<size_t>(file.st_size) != PAGE * 8 + 4096)
+            bench::give_up("no panel of 720x1280");
         void *memory = mmap(nullptr, PAGE * 8 + 4096, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
         close(fd);
         if (memory == MAP_FAILED) bench::give_up("cannot map the panel");
@@ -61,7 +62,8 @@ double start_to_picture(Panel &panel, std::vector<const char *> argv, uint32_t c
     argv.push_back(nullptr);
     const double begin = bench::now();
     pid_t child = -1;
-    if (posix_spawn(&child, argv[0], nullptr, nullptr, const_cast<char **>(argv.data()), environ) != 0) bench::give_up("cannot start");
+    if (posix_spawn(&child, argv[0], nullptr, nullptr, const_cast<char **>(argv.data()), environ) != 0)
+        bench::give_up(std::string("cannot start ") + argv[0]);
     panel.wait_for(color);
     const double seconds = bench::now() - begin;
     kill(child, SIGKILL);
