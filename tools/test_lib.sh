@@ -76,15 +76,22 @@ run_unit() { # PRESET ROOM
   count_gtest "$name ($1)" $? "$log"
 }
 
-run_host_tests() { # PROGRAM: starts its own sandboxes
-  local log="build/test-$1.log"
+# Whole handsets under sanitizers: those with threads and text from outside. Left out is what repeats the same code over many
+# boots (power cuts, all screen sizes), what counts wake-ups, and what races simulated time at a hundredfold speed.
+scenarios_tsan='*-PowerCut.*:AllSizes/*:Twenty.*:Power.TheBatteryByTheCommandLine'
+scenarios_asan='Robustness.*:Startup.*:Resume.*:Pc.*'
+
+run_host_tests() { # PROGRAM [PRESET FILTER]: starts its own sandboxes; with PRESET the handset's program is that build's
+  local name="$1${2:+ ($2)}" log="build/test-$1${2:+-$2}.log" run=()
+  [ -n "${2:-}" ] && run=(env VXO_PROGRAM_BUILD="$PWD/build/$2" VXO_TEST_PATIENCE=4 setarch "$(uname -m)" -R)
   if [ $sandbox = proot ]; then
     left_out+=("$1: needs user namespaces and /dev/fuse ($(head -1 build/sandbox.log))"); return
   fi
   if [ ! -x "build/release/bin/$1" ]; then echo "FAIL $1: not built"; failed=$((failed + 1)); failures+=("$1"); return; fi
-  VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" timeout -k 10 900 "build/release/bin/$1" 2>&1 </dev/null | tee "$log" |
+  VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" timeout -k 10 900 \
+    "${run[@]}" "build/release/bin/$1" ${3:+"--gtest_filter=$3"} 2>&1 </dev/null | tee "$log" |
     awk '/^\[       OK|^\[  FAILED/ { print "  " $0; fflush() }'
-  count_gtest "$1" "${PIPESTATUS[0]}" "$log"
+  count_gtest "$name" "${PIPESTATUS[0]}" "$log"
 }
 
 run_pc_scripts() {

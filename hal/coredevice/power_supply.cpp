@@ -150,7 +150,7 @@ BatteryReport PowerSupply::read() {
     for (int *value : {&r.status, &r.health, &r.present, &r.level, &r.voltage, &r.temperature, &r.current, &r.charge_counter,
                        &r.cycle_count, &r.max_current, &r.touch_panel})
         *value = (next++)->read();
-    judge_time(tp_clock_mono_ns() - begin);
+    judge_time(tp_clock_to_kernel_ns(tp_clock_mono_ns() - begin));
     return r;
 }
 

@@ -19,12 +19,6 @@ std::string environment(const char *name, const std::string &otherwise) {
 }
 std::string build_folder() { return environment("VXO_BUILD", source_folder() + "/build/release"); }
 
-// A program built with sanitizers takes its time: every limit is stretched by this.
-std::chrono::milliseconds patience(int timeout_ms) {
-    static const double factor = std::stod(environment("VXO_TEST_PATIENCE", "1"));
-    return std::chrono::milliseconds(static_cast<int>(timeout_ms * factor));
-}
-
 // The sanitizers of an instrumented program leave their reports beside the log, where they outlive restarts and reboots.
 constexpr char REPORT[] = "sanitizer";
 const std::vector<std::string> REPORT_OPTIONS{
@@ -62,6 +56,11 @@ int code_of(const std::string &key) {
 
 std::string source_folder() { return environment("VXO_SOURCE", fs::current_path().string()); }
 std::string program_folder() { return environment("VXO_PROGRAM_BUILD", build_folder()); }
+
+int patient(int limit) {
+    static const double factor = std::stod(environment("VXO_TEST_PATIENCE", "1"));
+    return static_cast<int>(limit * factor);
+}
 
 std::string content_of(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
@@ -139,7 +138,7 @@ void Handset::tap_text(const std::string &utf8) {
 
 vh::ScreenView Handset::wait_for(const std::string &what, const std::function<bool(const vh::ScreenView &)> &holds,
                                  int timeout_ms) const {
-    const auto end = std::chrono::steady_clock::now() + patience(timeout_ms);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(patient(timeout_ms));
     std::string seen = "no screen";
     for (;;) {
         try {
@@ -161,7 +160,7 @@ vh::ScreenView Handset::wait_for_text(const std::string &utf8, int timeout_ms) c
 }
 
 void Handset::wait_until(const std::string &what, const std::function<bool()> &holds, int timeout_ms) const {
-    const auto end = std::chrono::steady_clock::now() + patience(timeout_ms);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(patient(timeout_ms));
     while (!holds()) {
         if (std::chrono::steady_clock::now() > end)
             throw std::runtime_error("waited " + std::to_string(timeout_ms) + " ms for " + what + log_tail());

@@ -21,6 +21,7 @@ std::ostream &operator<<(std::ostream &out, Verdict verdict);
 
 std::string source_folder();
 std::string program_folder(); // bin/mmi and lib/ of the handsets: $VXO_PROGRAM_BUILD, else $VXO_BUILD
+int patient(int limit);       // a limit, stretched by $VXO_TEST_PATIENCE for a program that is slowed by sanitizers
 std::string content_of(const std::string &path); // empty when it cannot be read
 
 struct Setting {

@@ -30,7 +30,16 @@ struct Panel {
 };
 Panel g_panel;
 PanelCounts g_counts;
-std::thread &g_first_page = *new std::thread; // makes the hidden page black while the program starts; may outlive main
+
+// Makes the hidden page black while the program starts. A program that ends before its first window waits for it.
+struct FirstPage {
+    std::thread worker;
+    void finish() {
+        if (worker.joinable()) worker.join();
+    }
+    ~FirstPage() { finish(); }
+};
+FirstPage g_first_page;
 
 template <class Function> Function program_slot(const char *name) {
     auto *slot = static_cast<Function *>(dlsym(RTLD_DEFAULT, name));
@@ -87,12 +96,8 @@ void start_first_page() {
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before); // signals are for the other threads
-    g_first_page = std::thread([hidden, bytes] { memset(hidden, 0, bytes); });
+    g_first_page.worker = std::thread([hidden, bytes] { memset(hidden, 0, bytes); });
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
-
-void finish_first_page() {
-    if (g_first_page.joinable()) g_first_page.join();
 }
 } // namespace
 
@@ -120,13 +125,13 @@ int panel_open() {
 }
 
 void panel_close() {
-    finish_first_page();
+    g_first_page.finish();
     g_panel = Panel();
 }
 
 PanelPage panel_hidden_page() {
     if (!g_panel.mapped) return {};
-    finish_first_page();
+    g_first_page.finish();
     return {g_panel.info.page[1 - g_panel.info.visible], static_cast<int>(g_panel.info.stride / 4)};
 }
 
@@ -173,7 +178,7 @@ bool panel_flush() {
     if (!p.mapped) return false;
     merge_drawn();
     if (p.damage.empty()) return false;
-    finish_first_page();
+    g_first_page.finish();
     bring_all_up_to_date();
     const RECT bounds = p.damage.extents();
     const tki_lcd_rect rect{bounds.left, bounds.top, bounds.right, bounds.bottom};
