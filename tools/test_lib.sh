@@ -90,7 +90,7 @@ run_host_tests() { # PROGRAM [PRESET FILTER]: starts its own sandboxes; with PRE
   if [ ! -x "build/release/bin/$1" ]; then echo "FAIL $1: not built"; failed=$((failed + 1)); failures+=("$1"); return; fi
   VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" timeout -k 10 900 \
     "${run[@]}" "build/release/bin/$1" ${3:+"--gtest_filter=$3"} 2>&1 </dev/null | tee "$log" |
-    awk '/^\[       OK|^\[  FAILED/ { print "  " $0; fflush() }'
+    awk '/^\[       OK|^\[  FAILED|^power cut:/ { print "  " $0; fflush() }'
   count_gtest "$name" "${PIPESTATUS[0]}" "$log"
 }
 
