@@ -190,7 +190,9 @@ TEST(Robustness, TenThousandCommandsLeaveNothingBehind) {
     }
     const Held after = held(handset);
     EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_LT(after.memory, before.memory + 1024) << "KiB; it was " << before.memory;
+    if (patient(1) == 1) { // a sanitizer keeps what was freed
+        EXPECT_LT(after.memory, before.memory + 1024) << "KiB; it was " << before.memory;
+    }
     EXPECT_EQ(handset.log_count(told), told_before + ROUNDS * part.unknown) << "every line of the log has come";
     expect_never_ended(handset);
 }
