@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <mutex>
+#include <set>
 #include <thread>
 
 namespace bench {
@@ -18,11 +20,28 @@ bool shows_menu(const vh::Client &client) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
     return false;
 }
+// A program that gives up runs no destructor of an object; this one's runs all the same.
+struct Running {
+    std::mutex mutex;
+    std::set<std::string> names;
+    ~Running() {
+        for (const std::string &name : names) vh::run_tool({"wipe", "-n", name});
+    }
+};
+Running &running() {
+    static Running all; // made after the folder of the handsets, and so ended before it
+    return all;
+}
 } // namespace
 
 BenchHandset::BenchHandset(std::vector<std::string> boot_arguments) : client_(vh::fresh_handset_name()) {
     std::vector<std::string> args{"boot", "-n", client_.name(), "--headless", "--prop", "persist.vxo.log.level=4"};
     args.insert(args.end(), boot_arguments.begin(), boot_arguments.end());
+    {
+        Running &all = running();
+        const std::scoped_lock lock(all.mutex);
+        all.names.insert(client_.name());
+    }
     const double begin = now();
     const vh::Client::Outcome booted = vh::run_tool(args);
     bool menu = false;
@@ -33,7 +52,12 @@ BenchHandset::BenchHandset(std::vector<std::string> boot_arguments) : client_(vh
     throw vh::ClientError((booted.status ? "the handset did not boot: " : "the handset shows no menu: ") + booted.output);
 }
 
-BenchHandset::~BenchHandset() { vh::run_tool({"wipe", "-n", client_.name()}); }
+BenchHandset::~BenchHandset() {
+    vh::run_tool({"wipe", "-n", client_.name()});
+    Running &all = running();
+    const std::scoped_lock lock(all.mutex);
+    all.names.erase(client_.name());
+}
 
 int BenchHandset::launcher_pid() const {
     int pid = -1;
