@@ -48,7 +48,9 @@ public:
             if (pixel(IN_FIRST_ROW) == color) return;
             if (bench::now() > end) bench::give_up("no picture within 10 s");
             const timespec second{1, 0};
+            __atomic_fetch_add(&m_tail->viewers, 1, __ATOMIC_SEQ_CST);
             syscall(SYS_futex, &m_tail->counter, FUTEX_WAIT, count, &second, nullptr, 0);
+            __atomic_fetch_sub(&m_tail->viewers, 1, __ATOMIC_SEQ_CST);
         }
     }
 

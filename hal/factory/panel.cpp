@@ -179,7 +179,9 @@ void Panel::publish(uint32_t page, const tki_lcd_rect *damage) {
     store(m_tail->height, m_geometry.height);
     store(m_tail->stride, m_geometry.stride);
     store(m_tail->magic, TKI_PANEL_MAGIC);
-    __atomic_fetch_add(&m_tail->counter, 1, __ATOMIC_RELEASE);
+    __atomic_fetch_add(&m_tail->counter, 1, __ATOMIC_SEQ_CST);
+    // A viewer that adds itself behind this look finds the counter changed and does not sleep.
+    if (__atomic_load_n(&m_tail->viewers, __ATOMIC_SEQ_CST) == 0) return;
     syscall(SYS_futex, &m_tail->counter, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
 }
 

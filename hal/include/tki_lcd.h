@@ -32,13 +32,15 @@ typedef int (*tki_api_LCD_Off_t)(void);
 #define TKI_PANEL_MAGIC 0x4c455650u /* "PVEL", little endian */
 
 /* The memory page behind the pixels when /dev/graphics/fb0 is an ordinary mapped file: at the first multiple of 4096
-   at or behind 2 * stride * height. A viewer waits on counter with FUTEX_WAIT (shared). */
+   at or behind 2 * stride * height. A viewer waits on counter with FUTEX_WAIT (shared), between adding 1 to viewers and
+   taking it away again; nobody is woken while viewers is 0. */
 struct tki_panel_tail {
     uint32_t magic;           /* TKI_PANEL_MAGIC once a program drew */
     uint32_t visible;         /* page shown: 0 or 1 */
     uint32_t counter;         /* +1 per Refresh, after the other fields are written */
     struct tki_lcd_rect damage; /* of the last Refresh */
     uint32_t width, height, stride;
+    uint32_t viewers;         /* how many wait; a viewer that dies in its wait costs a wake per Refresh, nothing else */
 };
 
 #ifdef __cplusplus

@@ -7,6 +7,7 @@
 #include "adbd_connection/channel_library.h"
 #include "base/log_door.h"
 #include "base/shell_command.h"
+#include "base/worker.h"
 #include "device/factory_slots.h"
 
 ChannelLibrary g_channel_library{};
@@ -35,7 +36,19 @@ int binding_failed(const char *caller) {
     return -1;
 }
 
+// The command socket lives on the loopback interface, which comes up beside the rest of the start.
+Worker &loopback() {
+    static Worker worker;
+    return worker;
+}
+
+void bring_up_loopback() {
+    const auto command = [] { run_command("toybox ifconfig lo up"); };
+    if (!loopback().start("loopback", command)) command();
+}
+
 int start_routine() {
+    loopback().join();
     LOG_D(TAG, "thread begin,registerAtSocket=%p", reinterpret_cast<void *>(g_channel_library.registerAtSocket));
     g_channel_library.registerAtSocket();
     g_channel_library.registerCommandProcess(AtCommandProcess);
@@ -70,7 +83,7 @@ int Get_libcoredevice_Interface() {
 
 int32_t AtThreadStart() {
     LOG_D(TAG, "begin");
-    run_command("toybox ifconfig lo up"); // the command socket lives on the loopback interface
+    bring_up_loopback();
     if (const int failure = Get_libcoredevice_Interface(); failure != 0) {
         LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s::Get_libcoredevice_Interface fail", __func__);
         return failure;

@@ -64,9 +64,11 @@ TEST(Panel, RefusesBadGeometryThenShowsPages) {
     // A viewer sleeps on the counter and is woken by the flip; then it sees the pixels of that flip.
     std::atomic<bool> sleeping{false};
     std::thread watch([&] {
+        __atomic_fetch_add(&tail->viewers, 1, __ATOMIC_SEQ_CST);
         sleeping = true;
         while (__atomic_load_n(&tail->counter, __ATOMIC_ACQUIRE) == 0)
             syscall(SYS_futex, &tail->counter, FUTEX_WAIT, 0, nullptr, nullptr, 0);
+        __atomic_fetch_sub(&tail->viewers, 1, __ATOMIC_SEQ_CST);
         EXPECT_EQ(*reinterpret_cast<uint32_t *>(viewer + page), 0x123456u);
         EXPECT_EQ(tail->visible, 1u);
         EXPECT_EQ(tail->magic, TKI_PANEL_MAGIC);

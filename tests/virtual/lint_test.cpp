@@ -111,7 +111,7 @@ TEST(Lint, LineEndsAndEncoding) {
     expect_rows(
         {
             {"[Chinese]\nsoftkeybar_back=返回\n", ""},   // as the installer converts it
-            {"[Chinese]\r\nsoftkeybar_back=返回\n", ""}, // mixed: the installer makes CR LF of both
+            {"[Chinese]\r\nsoftkeybar_back=返回\n", "2: the line does not end in CR LF"}, // mixed
             {"[Chinese]\nsoftkeybar_back=返回",
              "2: the line does not end in CR LF, so the value of 'softkeybar_back' loses"},
             {"[Chinese]\nsoftkeybar_back=" + gbk + "\n",

@@ -46,7 +46,7 @@ void add_lint(CLI::App &app, int *status) {
         "Prints FILE:LINE: TEXT per finding. Exit status 0: none, 1: some, 2: a file cannot be read.\n"
         "A file that is UTF-8 with characters of GBK only is judged as `handset boot` installs it, converted "
         "and with\n"
-        "CR LF, so bare LF is no finding there. Any other file, and every file with --installed, is judged "
+        "CR LF: without a single CR LF its bare LF are no finding, in a mixed file they are. Any other file, and every file with --installed, is judged "
         "byte for\n"
         "byte: a key line that does not end in CR LF loses its value's last character.\n"
         "Example: ./handset lint my.ini default");

@@ -84,6 +84,8 @@ InstalledText as_installed(std::string bytes, bool installed) {
     }
     const bool utf8 = is_utf8(bytes);
     const bool source = utf8 && !installed;
+    // A file that somebody edited on its way from a handset: the installer mends it, other roads do not.
+    const bool mixed = bytes.find("\r\n") != std::string::npos;
     if (utf8 && installed && !is_ascii(bytes))
         result.findings.push_back(
             {1, "the texts are UTF-8, but the handset shows GBK: iconv -f UTF-8 -t GBK"});
@@ -96,7 +98,7 @@ InstalledText as_installed(std::string bytes, bool installed) {
         InstalledLine line{++number, {}, feed != std::string::npos, 0};
         if (text.ends_with('\r'))
             text.pop_back();
-        else if (!source)
+        else if (!source || mixed)
             line.whole_end = false;
         std::vector<std::string> bad;
         std::string converted = source ? to_gbk.convert(text, bad) : (from_gbk.convert(text, bad), text);
