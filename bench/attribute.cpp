@@ -2,7 +2,6 @@
 #include "common/bench_handset.h"
 
 #include "base/sysfs.h"
-#include "client/tool.h"
 
 #include <android/log.h>
 #include <cstdio>
@@ -34,14 +33,5 @@ void measure(const bench::Plan &plan) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const bench::Plan plan = bench::plan_of(argc, argv, {"--inside"});
-    if (bench::has_option(argc, argv, "--inside")) {
-        measure(plan);
-        return 0;
-    }
-    std::vector<std::string> args{"exec", "--"};
-    for (const std::string &argument : bench::inside_arguments("bench_attribute", plan)) args.push_back(argument);
-    const vh::Client::Outcome done = vh::run_tool(args);
-    printf("%s", done.output.c_str());
-    return done.status;
+    return bench::main_inside(argc, argv, "bench_attribute", bench::Inside::fresh_root, measure);
 }

@@ -76,12 +76,5 @@ void measure(const bench::Plan &plan) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const bench::Plan plan = bench::plan_of(argc, argv, {"--inside"});
-    if (bench::has_option(argc, argv, "--inside")) {
-        measure(plan);
-        return 0;
-    }
-    try {
-        bench::BenchHandset().run_inside(bench::inside_arguments("bench_channel", plan));
-    } catch (const std::exception &error) { bench::give_up(error.what()); }
+    return bench::main_inside(argc, argv, "bench_channel", bench::Inside::booted_handset, measure);
 }

@@ -2,8 +2,6 @@
 #include "common/bench_handset.h"
 #include "common/turns.h"
 
-#include "client/tool.h"
-
 #include <cstdio>
 #include <cstring>
 #include <cutils/properties.h>
@@ -95,14 +93,5 @@ void measure(const bench::Plan &plan) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const bench::Plan plan = bench::plan_of(argc, argv, {"--inside"});
-    if (bench::has_option(argc, argv, "--inside")) {
-        measure(plan);
-        return 0;
-    }
-    std::vector<std::string> args{"exec", "--"};
-    for (const std::string &argument : bench::inside_arguments("bench_startup", plan)) args.push_back(argument);
-    const vh::Client::Outcome done = vh::run_tool(args);
-    printf("%s", done.output.c_str());
-    return done.status;
+    return bench::main_inside(argc, argv, "bench_startup", bench::Inside::fresh_root, measure);
 }

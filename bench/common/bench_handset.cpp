@@ -73,10 +73,24 @@ void BenchHandset::run_inside(std::vector<std::string> argv) const {
     if (done.status != 0) give_up(argv[0] + " inside the handset ended with status " + std::to_string(done.status));
 }
 
-std::vector<std::string> inside_arguments(const std::string &program, const Plan &plan) {
-    std::vector<std::string> argv{"/app/bin/" + program, "--inside"};
-    if (plan.quick) argv.push_back("--quick");
-    return argv;
+int main_inside(int argc, char **argv, const std::string &program, Inside where, void (*measure)(const Plan &)) {
+    const Plan plan = plan_of(argc, argv, {"--inside"});
+    if (has_option(argc, argv, "--inside")) {
+        measure(plan);
+        return 0;
+    }
+    std::vector<std::string> args{"/app/bin/" + program, "--inside"};
+    if (plan.quick) args.push_back("--quick");
+    try {
+        if (where == Inside::booted_handset) {
+            BenchHandset().run_inside(args);
+            return 0;
+        }
+    } catch (const std::exception &error) { give_up(error.what()); }
+    args.insert(args.begin(), {"exec", "--"});
+    const vh::Client::Outcome done = vh::run_tool(args);
+    printf("%s", done.output.c_str());
+    return done.status;
 }
 
 } // namespace bench

@@ -28,7 +28,8 @@ private:
     double boot_seconds_ = 0;
 };
 
-// The arguments of this program's own start inside: --inside and, when the plan is quick, --quick.
-std::vector<std::string> inside_arguments(const std::string &program, const Plan &plan);
+// The main of a program that measures inside: it starts itself again there with --inside.
+enum class Inside { fresh_root, booted_handset };
+int main_inside(int argc, char **argv, const std::string &program, Inside where, void (*measure)(const Plan &));
 
 } // namespace bench
