@@ -7,7 +7,8 @@ target_compile_options(vxo_warnings INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation -Wno-stringop-truncation>)
 # GCC's null-pointer analysis reports inside the standard library when a sanitizer rewrites the code.
 if(VXO_SANITIZE)
-  target_compile_options(vxo_warnings INTERFACE -Wno-null-dereference $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  target_compile_options(vxo_warnings INTERFACE -Wno-null-dereference
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized;-Wno-restrict>)
 endif()
 # At -O2 its flow analyses report inside the standard library (strings, streams) as well; the debug build keeps them.
 target_compile_options(vxo_warnings INTERFACE

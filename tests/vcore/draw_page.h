@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 inline std::ostream &operator<<(std::ostream &out, const RECT &r) {
@@ -19,7 +20,7 @@ inline bool operator==(const RECT &a, const RECT &b) {
 class Page {
 public:
     static constexpr uint32_t GROUND = 0x202020, GUARD = 0x5A5A5A;
-    inline static Page *drawn_on = nullptr; // the page made last
+    inline static Page *drawn_on = nullptr; // the page made last of those that live
     DcTarget target;
     std::vector<PaintedText> texts;
     RECT damage{};
@@ -32,7 +33,7 @@ public:
         target.width = width;
         target.height = height;
         target.texts = &texts;
-        drawn_on = this;
+        before_ = std::exchange(drawn_on, this);
         target.about_to_draw = [](const RECT &r, bool) { drawn_on->add_damage(r); };
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) place(x, y) = GROUND;
@@ -41,6 +42,7 @@ public:
     Page(const Page &) = delete;
     Page &operator=(const Page &) = delete;
     ~Page() {
+        drawn_on = before_;
         dc_close(hdc);
         EXPECT_TRUE(guard_is_whole()) << "drawn outside the page";
     }
@@ -88,6 +90,7 @@ private:
         const auto kept = static_cast<size_t>(std::count(memory_.begin(), memory_.end(), GUARD));
         return kept >= memory_.size() - static_cast<size_t>(target.width) * static_cast<size_t>(target.height);
     }
+    Page *before_ = nullptr;
     int stride_;
     std::vector<uint32_t> memory_;
     vcore::Region clip_;
