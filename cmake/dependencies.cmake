@@ -5,6 +5,10 @@ pkg_check_modules(PIXMAN REQUIRED IMPORTED_TARGET pixman-1)     # fills and comp
 pkg_check_modules(FREETYPE REQUIRED IMPORTED_TARGET freetype2)  # glyphs
 pkg_check_modules(PNG REQUIRED IMPORTED_TARGET libpng)          # pictures
 pkg_check_modules(ZLIB REQUIRED IMPORTED_TARGET zlib)
+pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode) # QR codes
+if(VXO_AUDIO)
+  pkg_check_modules(ALSA REQUIRED IMPORTED_TARGET alsa)         # sound of the audio tests
+endif()
 
 # liblog: Debian keeps it outside the loader's path.
 find_path(ANDROID_LOG_INCLUDE android/log.h PATH_SUFFIXES android REQUIRED)
@@ -14,6 +18,10 @@ add_library(android_log INTERFACE)
 target_include_directories(android_log SYSTEM INTERFACE ${ANDROID_LOG_INCLUDE})
 target_link_libraries(android_log INTERFACE ${ANDROID_LOG_LIBRARY})
 target_link_options(android_log INTERFACE -Wl,-rpath,${ANDROID_LOG_DIR})
+
+# The supplicant's control interface. Debian's package names no module for pkg-config.
+find_path(WPA_CTRL_INCLUDE wpa_ctrl.h REQUIRED)
+find_library(WPA_CLIENT_LIBRARY wpa_client REQUIRED)
 
 if(VXO_VIRTUAL)
   pkg_check_modules(FUSE3 REQUIRED IMPORTED_TARGET fuse3)

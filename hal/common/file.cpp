@@ -1,8 +1,10 @@
 #include <common/file.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -47,18 +49,37 @@ bool write_all(int fd, std::string_view data) {
     return true;
 }
 
+std::optional<std::string_view> read_attribute(int fd, std::span<char> buffer) {
+    ssize_t n = -1;
+    do {
+        n = pread(fd, buffer.data(), buffer.size(), 0);
+    } while (n < 0 && errno == EINTR);
+    if (n < 0) return std::nullopt;
+    return trim_end({buffer.data(), static_cast<size_t>(n)});
+}
+
 std::optional<std::string> read_attribute(const char *path) {
     const UniqueFd fd = open_file(path, O_RDONLY);
-    if (!fd.valid()) return std::nullopt;
     std::array<char, 4096> page;
-    const ssize_t n = read_at(fd.get(), page, 0);
-    if (n < 0) return std::nullopt;
-    return std::string(trim_end({page.data(), static_cast<size_t>(n)}));
+    const auto text = fd.valid() ? read_attribute(fd.get(), page) : std::nullopt;
+    return text ? std::optional(std::string(*text)) : std::nullopt;
 }
 
 bool write_attribute(const char *path, std::string_view value) {
     const UniqueFd fd = open_file(path, O_WRONLY | O_TRUNC);
     return fd.valid() && write_all(fd.get(), value);
+}
+
+std::vector<std::string> folder_names(const char *path) {
+    std::vector<std::string> names;
+    DIR *folder = opendir(path);
+    if (!folder) return names;
+    while (const dirent *entry = readdir(folder)) {
+        if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+    }
+    closedir(folder);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::string_view trim_end(std::string_view text) {

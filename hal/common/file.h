@@ -10,6 +10,7 @@
 #include <string_view>
 #include <sys/types.h>
 #include <utility>
+#include <vector>
 
 namespace hal {
 
@@ -39,10 +40,16 @@ ssize_t read_at(int fd, std::span<char> buffer, off_t offset);
 // Writes all of data at the current position; false with errno.
 [[nodiscard]] bool write_all(int fd, std::string_view data);
 
-// Text of a kernel attribute without the white space at its end (at most one page); nothing with errno on failure.
+// Text of an open kernel attribute without the white space at its end, in one read: a second one would give the rest of
+// the next value. Nothing with errno on failure.
+std::optional<std::string_view> read_attribute(int fd, std::span<char> buffer);
+// The same of a whole one, at most one page.
 std::optional<std::string> read_attribute(const char *path);
 // Writes one value in one write, as drivers want it; false with errno.
 [[nodiscard]] bool write_attribute(const char *path, std::string_view value);
+
+// What a folder holds, by name; nothing when there is no such folder.
+std::vector<std::string> folder_names(const char *path);
 
 std::string_view trim_end(std::string_view text);
 // The whole text as a decimal number that fits; nothing otherwise.

@@ -38,24 +38,47 @@ std::shared_ptr<AtChannel> AtChannel::open(uint16_t port) {
     std::shared_ptr<AtChannel> channel(new AtChannel);
     channel->m_epoll.reset(epoll_create1(EPOLL_CLOEXEC));
     channel->m_spare = spare_descriptor();
-    if (channel->m_epoll.valid() && channel->m_close.valid() && channel->listen_on(port) &&
+    channel->m_port = port;
+    channel->m_listener = listen_on(htonl(INADDR_LOOPBACK), port);
+    if (channel->m_epoll.valid() && channel->m_close.valid() && channel->m_listener.valid() &&
         channel->watch(channel->m_close.fd()) && channel->watch(channel->m_listener.get()))
         return channel;
     HAL_LOG_E(TAG, "127.0.0.1:%u: %s", static_cast<unsigned>(port), strerror(errno));
     return nullptr;
 }
 
-bool AtChannel::listen_on(uint16_t port) {
-    m_listener.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!m_listener.valid()) return false;
+// Without a descriptor, with errno, when that is not possible.
+hal::UniqueFd AtChannel::listen_on(in_addr_t address, uint16_t port) {
+    hal::UniqueFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!listener.valid()) return listener;
     const int on = 1;
-    setsockopt(m_listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return bind(m_listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
-           listen(m_listener.get(), static_cast<int>(CLIENTS_MAX)) == 0;
+    setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    name.sin_addr.s_addr = address;
+    if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&name), sizeof name) == 0 &&
+        listen(listener.get(), static_cast<int>(CLIENTS_MAX)) == 0)
+        return listener;
+    const int why = errno;
+    listener.reset();
+    errno = why;
+    return listener;
+}
+
+bool AtChannel::open_network(const Network &network) {
+    close_network();
+    m_network = network;
+    m_remote_listener = listen_on(network.address, m_port);
+    if (m_remote_listener.valid() && watch(m_remote_listener.get())) return true;
+    m_remote_listener.reset();
+    return false;
+}
+
+void AtChannel::close_network() {
+    m_remote_listener.reset();
+    for (size_t fd = 0; fd < m_clients.size(); ++fd)
+        if (m_clients[fd] && m_clients[fd]->remote && static_cast<int>(fd) != m_served) drop(static_cast<int>(fd));
 }
 
 bool AtChannel::watch(int fd) {
@@ -84,6 +107,7 @@ void AtChannel::run(vxo_command_process process) {
         // One line of each client that has one, then a look at the sockets again.
         for (size_t turns = m_turns.size(); turns > 0 && !m_closing; --turns) serve_next(process);
     }
+    m_remote_listener.reset();
     m_clients.clear();
     m_client_count = 0;
     m_turns.clear();
@@ -94,6 +118,8 @@ void AtChannel::handle(int fd, uint32_t events) {
         m_closing = true;
     } else if (fd == m_listener.get()) {
         accept_clients();
+    } else if (fd == m_remote_listener.get()) {
+        accept_remote_clients();
     } else if (AtClient *client = client_of(fd)) {
         if ((events & (EPOLLERR | EPOLLHUP)) || ((events & EPOLLOUT) && !client->flush())) drop(fd);
         else if (events & EPOLLIN) receive(*client);
@@ -110,6 +136,28 @@ void AtChannel::accept_clients() {
     }
 }
 
+size_t AtChannel::remote_clients() const {
+    const auto remote = [](const auto &client) { return client && client->remote; };
+    return static_cast<size_t>(std::count_if(m_clients.begin(), m_clients.end(), remote));
+}
+
+void AtChannel::accept_remote_clients() {
+    for (;;) {
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        hal::UniqueFd socket(accept4(m_remote_listener.get(), reinterpret_cast<sockaddr *>(&peer), &length,
+                                     SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!socket.valid()) {
+            if (errno == EINTR || errno == ECONNABORTED) continue;
+            if (errno == EMFILE || errno == ENFILE) close_network(); // it would ask for ever; the loopback's clients stay
+            return;
+        }
+        if (peer.sin_family != AF_INET || !m_network.holds(peer.sin_addr.s_addr)) HAL_LOG_E(TAG, "a client of another network");
+        else if (remote_clients() >= REMOTE_MAX) HAL_LOG_E(TAG, "more than %zu clients over the network", REMOTE_MAX);
+        else admit(std::move(socket), true);
+    }
+}
+
 void AtChannel::refuse_one() {
     HAL_LOG_E(TAG, "no descriptor for another client");
     m_spare.reset();
@@ -117,7 +165,7 @@ void AtChannel::refuse_one() {
     m_spare = spare_descriptor();
 }
 
-void AtChannel::admit(hal::UniqueFd socket) {
+void AtChannel::admit(hal::UniqueFd socket, bool remote) {
     const int fd = socket.get();
     if (m_client_count >= CLIENTS_MAX) {
         HAL_LOG_E(TAG, "more than %zu clients", CLIENTS_MAX);
@@ -131,7 +179,10 @@ void AtChannel::admit(hal::UniqueFd socket) {
     }
     if (m_clients.size() <= static_cast<size_t>(fd)) m_clients.resize(static_cast<size_t>(fd) + 1);
     m_clients[static_cast<size_t>(fd)] = std::make_unique<AtClient>(std::move(socket));
-    m_clients[static_cast<size_t>(fd)]->interest = EPOLLIN;
+    AtClient &client = *m_clients[static_cast<size_t>(fd)];
+    client.interest = EPOLLIN;
+    client.remote = remote;
+    client.authorised = !remote || remote_key().empty();
     ++m_client_count;
 }
 
@@ -155,18 +206,33 @@ void AtChannel::queue(AtClient &client) {
 }
 
 void AtChannel::serve_next(vxo_command_process process) {
+    if (m_turns.empty()) return; // a command has let other clients go
     const int fd = m_turns.front();
     m_turns.pop_front();
     AtClient *client = client_of(fd);
     if (!client) return;
     client->queued = false;
     const LineCutter::Line line = client->take_line();
-    if (!answer(*client, line, process)) {
-        HAL_LOG_E(TAG, "client %d left or does not read", fd);
+    m_served = fd;
+    const bool stays = client->remote ? answer_remote(*client, line, process) : answer(*client, line, process);
+    m_served = -1;
+    if (!stays) {
+        HAL_LOG_E(TAG, "client %d left, does not read or may not stay", fd);
         return drop(fd);
     }
     if (client->has_line()) queue(*client);
     settle(*client);
+}
+
+// False: it has to go, be it that the network was closed by its own command.
+bool AtChannel::answer_remote(AtClient &client, const LineCutter::Line &line, vxo_command_process process) {
+    constexpr std::string_view AUTH = "AUTH ";
+    const std::string_view text = line.kind == LineCutter::Kind::command ? line.text : "";
+    if (client.authorised && !text.starts_with(AUTH)) return answer(client, line, process) && serves_network();
+    if (!client.authorised && text.starts_with(AUTH)) client.authorised = same_key(text.substr(AUTH.size()), remote_key());
+    if (client.authorised) return client.send("0 0\n\n");
+    static const std::string REFUSAL = "first: AUTH and the key";
+    return client.send("2 " + std::to_string(REFUSAL.size()) + "\n" + REFUSAL + "\n") && ++client.tries < AUTH_TRIES;
 }
 
 bool AtChannel::answer(AtClient &client, const LineCutter::Line &line, vxo_command_process process) {

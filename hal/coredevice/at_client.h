@@ -52,6 +52,9 @@ public:
     bool has_unsent() const { return m_sent < m_unsent.size(); }
 
     bool ended = false;     // sends no more commands
+    bool remote = false;    // came over another network than the loopback one
+    bool authorised = true; // may give commands
+    int tries = 0;          // at becoming so
     bool queued = false;    // waits for its turn
     uint32_t interest = 0;  // events asked of the kernel
 

@@ -7,6 +7,7 @@
 namespace {
 constexpr const char *TAG = "ATCHANNEL";
 constexpr const char *PORT_PROPERTY = "persist.vxo.at.port";
+constexpr const char *KEY_PROPERTY = "persist.vxo.at.key";
 constexpr int PORT_DEFAULT = 3535;
 
 std::mutex g_lock;
@@ -23,6 +24,26 @@ uint16_t configured_port() {
     return PORT_DEFAULT;
 }
 } // namespace
+
+std::shared_ptr<coredevice::AtChannel> coredevice::open_channel() {
+    const std::lock_guard guard(g_lock);
+    return g_channel;
+}
+
+std::string coredevice::remote_key() {
+    char text[PROPERTY_VALUE_MAX] = {};
+    property_get(KEY_PROPERTY, text, "");
+    return text;
+}
+
+bool coredevice::same_key(std::string_view given, std::string_view wanted) {
+    volatile unsigned char differs = given.size() == wanted.size() ? 0 : 1;
+    for (size_t i = 0; i < PROPERTY_VALUE_MAX; ++i) {
+        const char a = i < given.size() ? given[i] : '\0', b = i < wanted.size() ? wanted[i] : '\0';
+        differs = static_cast<unsigned char>(differs | (a ^ b));
+    }
+    return differs == 0;
+}
 
 VXO_API(int) registerAtSocket() noexcept {
     const std::lock_guard guard(g_lock);

@@ -8,7 +8,6 @@
 #include <linux/netlink.h>
 #include <sys/socket.h>
 #include <tp_clock.h>
-#include <unistd.h>
 
 namespace coredevice {
 namespace {
@@ -105,16 +104,14 @@ int Attribute::read() {
     if (!m_fd.valid()) m_fd = hal::open_file(m_path, O_RDONLY | O_NONBLOCK);
     if (!m_fd.valid()) return fail(MISSING, strerror(errno));
     std::array<char, 128> text;
-    const ssize_t n = hal::read_at(m_fd.get(), text, 0);
-    if (n < 0) {
-        const int reason = errno;
+    const auto value = hal::read_attribute(m_fd.get(), text);
+    if (!value) {
         m_fd.reset(); // a device that went away is found again by name
-        return fail(UNREADABLE, strerror(reason));
+        return fail(UNREADABLE, strerror(errno));
     }
-    const std::string_view value = hal::trim_end({text.data(), static_cast<size_t>(n)});
-    if (value.empty()) return fail(EMPTY, "empty");
-    const auto number = m_parse(value);
-    return number ? *number : fail(RUBBISH, std::string("not understood: ").append(value.substr(0, 32)));
+    if (value->empty()) return fail(EMPTY, "empty");
+    const auto number = m_parse(*value);
+    return number ? *number : fail(RUBBISH, std::string("not understood: ").append(value->substr(0, 32)));
 }
 
 #define SUPPLY "/sys/class/power_supply/"

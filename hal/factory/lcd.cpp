@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <factory/api.h>
-#include <factory/backlight.h>
+#include <factory/lights.h>
 #include <factory/panel.h>
 #include <mutex>
 
@@ -40,7 +40,7 @@ TKI_API(int) tki_api_LCD_Refresh(const tki_lcd_rect *damage) noexcept {
 }
 
 TKI_API(int) tki_api_LCD_Off() noexcept {
-    const bool dark = factory::backlight_set(0);
+    const bool dark = factory::light_set(TKI_LIGHT_LCD, 0);
     const bool blanked = hal::write_attribute(BLANK, POWER_DOWN);
     if (!blanked) HAL_LOG_E(FACTORY_TAG, "%s: %s", BLANK, strerror(errno));
     return dark && blanked ? 0 : -1;

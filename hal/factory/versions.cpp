@@ -26,7 +26,7 @@ std::optional<std::string> product_value(std::string_view text, std::string_view
     return std::nullopt;
 }
 
-std::optional<ProductTexts> product_texts_read() {
+static std::optional<std::string> read_partition() {
     std::array<char, 4096> bytes;
     const hal::UniqueFd fd = hal::open_file(PARTITION, O_RDONLY);
     const ssize_t n = fd.valid() ? hal::read_at(fd.get(), bytes, 0) : -1;
@@ -34,7 +34,18 @@ std::optional<ProductTexts> product_texts_read() {
         HAL_LOG_E(FACTORY_TAG, "%s: %s", PARTITION, strerror(errno));
         return std::nullopt;
     }
-    const std::string_view text(bytes.data(), strnlen(bytes.data(), static_cast<size_t>(n)));
+    return std::string(bytes.data(), strnlen(bytes.data(), static_cast<size_t>(n)));
+}
+
+std::optional<std::string> product_text(std::string_view key) {
+    const auto partition = read_partition();
+    return partition ? product_value(*partition, key) : std::nullopt;
+}
+
+std::optional<ProductTexts> product_texts_read() {
+    const auto partition = read_partition();
+    if (!partition) return std::nullopt;
+    const std::string_view text = *partition;
     ProductTexts texts{product_value(text, "soft"), product_value(text, "hard"), product_value(text, "psn"),
                        product_value(text, "board"), product_value(text, "flash")};
     const auto internal = product_value(text, "soft_internal");

@@ -49,7 +49,11 @@ typedef int (*TKI_API_BatteryService_ChargingStatusSet_t)(int on);
 /* ---- PC command channel on TCP 127.0.0.1, port of the property "persist.vxo.at.port" (3535). One command per line (LF, a
    CR before it is dropped). The answer is "STATUS LENGTH\n", LENGTH bytes of reply, "\n"; STATUS 2 with a text for a line
    that is too long, empty or malformed (a zero byte), 3 when no command process is registered. 64 clients; one that
-   leaves more than 64 KiB of answers unread is dropped. */
+   leaves more than 64 KiB of answers unread is dropped.
+   mmi_AutoTest_WiFiConCpt_Enable (from inside a command; 1, or 0 with the reason in out) makes it listen on the address that
+   wlan0 has then, too, until mmi_AutoTest_WiFiConCpt_Disable (1; its arguments do not matter) or the next Enable. There it
+   serves 8 clients, of wlan0's own subnet only. When the property "persist.vxo.at.key" is set such a client first has to
+   send "AUTH KEY" (answer "0 0"); whatever else it sends is answered with status 2, and the third time ends the connection. */
 /* Called on the thread that runs the loop, one command at a time: a NUL-terminated line without its end. Returns the
    status. The reply is what reply holds up to its first zero byte, or maxlen bytes. reply is zeroed before the call. */
 typedef int (*vxo_command_process)(const char *command, char *reply, int maxlen);
