@@ -3,6 +3,7 @@
 #include "common/turns.h"
 #include "device/factory_slots.h"
 #include "panel.h"
+#include "queue.h"
 #include "shell/main_menu.h"
 #include "testwnd/mmi_testwnd_lcd.h"
 
@@ -27,7 +28,7 @@
 
 namespace {
 constexpr const char *PANEL = "/dev/graphics/fb0", *PANEL_FILE = "/data/bench-panel", *FLOOR_FILE = "/data/bench-floor";
-constexpr int ROWS = 12;
+constexpr int ROWS = 12, GRID = 40, CELLS = GRID * GRID;
 
 struct Screen {
     int width, height;
@@ -115,14 +116,19 @@ void color_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel,
 
 // ---- a menu step ----
 
-// GB18030 and the same in code points.
+// GB18030 and the same in code points. No two rows have the same text.
 struct Label {
-    const char *gb;
+    std::string gb;
     std::u32string text;
 };
 const Label LABELS[] = {{"LCD \xd1\xd5\xc9\xab\xb2\xe2\xca\xd4 Color", U"LCD 颜色测试 Color"},
                         {"\xb0\xb4\xbc\xfc Key \xd5\xf1\xb6\xaf\xb2\xe2\xca\xd4", U"按键 Key 振动测试"}};
-const Label &label(int row) { return LABELS[row % 2]; }
+Label label(int row) {
+    Label label = LABELS[row % 2];
+    label.gb += static_cast<char>('A' + row);
+    label.text += U'A' + static_cast<char32_t>(row);
+    return label;
+}
 
 void draw_row(HWND sv, HSVITEM item, HDC hdc, RECT *rect) { menu_draw_row(sv, item, hdc, rect, 17, true, 19); }
 
@@ -212,12 +218,12 @@ int find_base_line(BareGlyphs &bare, const std::vector<pixman_glyph_t> &line, co
 struct Menu {
     HWND window, list;
 };
-Menu open_menu(const Screen &s) {
+Menu open_menu(const Screen &s, int rows) {
     const HWND window = create_shell_window(DefaultMainWinProc, HWND_DESKTOP, {0, 0, s.width, s.height});
     const HWND list = CreateWindowEx("scrollview", "", WS_VISIBLE, 0, 21, 0, 0, s.width, s.height, window, 0);
     SetWindowFont(list, g_font_menu);
     scrollview_set_itemdraw(list, draw_row);
-    for (int row = 0; row < ROWS; ++row) scrollview_add_item(list, s.height / ROWS, 0, label(row).gb);
+    for (int row = 0; row < rows; ++row) scrollview_add_item(list, s.height / ROWS, 0, label(row).gb.c_str());
     scrollview_set_current(list, 0, true);
     SetFocus(list);
     ShowWindow(window, SW_SHOWNORMAL);
@@ -237,7 +243,7 @@ public:
         : s_(s), pages_(pages), bare_(s.width < 1092 ? s.width / 12 : 90), ink_(solid(SysPixelIndex[19])),
           images_{image_of(pages.page(0), s), image_of(pages.page(1), s)} {
         for (int row = 0; row < ROWS; ++row) {
-            auto line = bare_.line(label(row).text, (s.width - GetTextWidth(g_font_menu, label(row).gb, -1)) / 2);
+            auto line = bare_.line(label(row).text, (s.width - GetTextWidth(g_font_menu, label(row).gb.c_str(), -1)) / 2);
             const int base = find_base_line(bare_, line, s, shown_page, row, SysPixelIndex[row == 0 ? 17 : 18]);
             places_.push_back({std::move(line), base});
         }
@@ -270,8 +276,27 @@ private:
     int at_ = 0, way_ = 1;
 };
 
+// Each step scrolls a list of twice the rows by one, to its end and back.
+void scroll_rows(const bench::Plan &plan, const Screen &s, BareSteps &bare) {
+    const Menu menu = open_menu(s, 2 * ROWS);
+    int top = 0, way = 1;
+    const auto ours = bench::each([&] {
+        if (top + way < 0 || top + way > ROWS) way = -way;
+        top += way;
+        scrollview_set_current(menu.list, way > 0 ? top + ROWS - 1 : top, true);
+        tp_gui_pump();
+    });
+    const auto [whole] = bench::take_turns<1>(plan, ours, bench::each([&] { bare.all(); }));
+    const int height = s.height / ROWS, wanted = way > 0 ? (top + ROWS) * height - s.height : top * height;
+    if (scrollview_get_scroll(menu.list) != wanted) bench::give_up("the menu did not scroll");
+    const std::string what = "menu step that scrolls, all 12 rows painted anew, warm, " + s.name();
+    bench::print_ratio({what + ", against blending the 12 rows' glyphs bare", bench::Goal::at_most(1.5)}, whole, "us", 1e6);
+    DestroyMainWindow(menu.window);
+    tp_gui_pump();
+}
+
 void step_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, FloorPages &pages) {
-    const Menu menu = open_menu(s);
+    const Menu menu = open_menu(s, ROWS);
     BareSteps bare(s, shown(panel, s), pages);
     int current = 0, way = 1;
     vcore::panel_counts() = {};
@@ -283,22 +308,15 @@ void step_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, 
     const auto [blended] = bench::take_turns<1>(plan, ours, bench::each([&] { bare.step(false); }));
     const vcore::PanelCounts counts = vcore::panel_counts();
     const auto [filled] = bench::take_turns<1>(plan, ours, bench::each([&] { bare.step(true); }));
-    const auto anew = bench::each([&] {
-        InvalidateRect(menu.list, nullptr, true);
-        tp_gui_pump();
-    });
-    const auto [whole] = bench::take_turns<1>(plan, anew, bench::each([&] { bare.all(); }));
     if (scrollview_get_current(menu.list) != current) bench::give_up("the selection did not move");
+    DestroyMainWindow(menu.window);
     const std::string step = "menu step, 12 rows of Latin and Chinese text, warm, " + s.name();
-    const std::string scroll = "menu painted anew, all its 12 rows as a step that scrolls does, warm, " + s.name();
     const double share = static_cast<double>(counts.copied) / static_cast<double>(counts.damaged);
     using bench::Goal;
-    bench::print_ratio({scroll + ", against blending the 12 rows' glyphs bare", Goal::at_most(1.5)}, whole, "us", 1e6);
-    bench::print_ratio({step + ", against blending the two rows' glyphs bare", Goal::at_most(1.5)}, blended, "us", 1e6);
+    bench::print_ratio({step + ", against blending the two rows' glyphs bare", goal(s, 1.5)}, blended, "us", 1e6);
     bench::print_ratio({step + ", against filling the two rows and blending bare", Goal::report()}, filled, "us", 1e6);
     bench::print_value({step + ", pixels copied per pixel damaged", Goal::at_most(1.1)}, {share, share, share}, "");
-    DestroyMainWindow(menu.window);
-    tp_gui_pump();
+    scroll_rows(plan, s, bare);
 }
 
 // ---- cells under a finger ----
@@ -364,9 +382,72 @@ void cell_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, 
         poll(&input, 1, 0);
     });
     const auto [called] = bench::take_turns<1>(plan, ours, shown_fill);
-    const std::string cells = name + " painted one by one, message to panel, " + s.name();
-    bench::print_ratio({cells + ", against bare fills", goal(s, 3)}, filled, "us", 1e6);
+    const std::string cells = name + " painted and flipped one by one, message to panel, " + s.name();
+    bench::print_ratio({cells + ", against bare fills", bench::Goal::report()}, filled, "us", 1e6);
     bench::print_ratio({cells + ", against bare fills with a poll each", bench::Goal::report()}, called, "us", 1e6);
+    DestroyMainWindow(window);
+    tp_gui_pump();
+}
+
+// A sweep over the whole grid: moves that wait in the queue, and a window that paints each cell at once, as the touch test does.
+struct Sweep {
+    std::vector<char> marks;
+    int painted = 0;
+    gal_pixel color = 0; // of the first cell; each has its own
+};
+Sweep sweep;
+
+LRESULT sweep_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message != MSG_MOUSEMOVE) return DefaultMainWinProc(hwnd, message, wParam, lParam);
+    const int column = LOSWORD(lParam) / cell_width, row = HISWORD(lParam) / cell_height, cell = row * GRID + column;
+    char &mark = sweep.marks.at(static_cast<size_t>(cell));
+    if (mark) return 0;
+    mark = 1;
+    ++sweep.painted;
+    const HDC hdc = GetClientDC(hwnd);
+    SetBrushColor(hdc, sweep.color + static_cast<gal_pixel>(cell));
+    FillBox(hdc, column * cell_width, row * cell_height, cell_width, cell_height);
+    ReleaseDC(hdc);
+    return 0;
+}
+
+void check_sweep(const Screen &s, const uint32_t *page) {
+    for (int y = 0; y < GRID * cell_height; ++y)
+        for (int x = 0; x < GRID * cell_width; ++x)
+            if (page[y * s.width + x] != sweep.color + static_cast<gal_pixel>(y / cell_height * GRID + x / cell_width))
+                bench::give_up("a cell is not shown");
+}
+
+void sweep_rows(const bench::Plan &plan, const Screen &s, const uint32_t *panel, FloorPages &pages) {
+    cell_width = s.width / GRID, cell_height = s.height / GRID;
+    sweep.marks.assign(CELLS, 0);
+    const HWND window = create_shell_window(sweep_proc, HWND_DESKTOP, {0, 0, s.width, s.height});
+    ShowWindow(window, SW_SHOWNORMAL);
+    const auto each_cell = [&](auto &&then) {
+        for (int y = 0; y < GRID; ++y)
+            for (int x = 0; x < GRID; ++x) then(x * cell_width, y * cell_height);
+    };
+    using Kind = vcore::InputEvent::Kind;
+    vcore::queue_input({Kind::touch_down});
+    tp_gui_pump();
+    const auto ours = bench::each([&] {
+        std::fill(sweep.marks.begin(), sweep.marks.end(), 0);
+        sweep.color += CELLS;
+        sweep.painted = 0;
+        each_cell([](int x, int y) { vcore::queue_input({Kind::touch_move, 0, x + 1, y + 1}); });
+        tp_gui_pump();
+        if (sweep.painted != CELLS) bench::give_up("a cell was not painted by itself");
+    });
+    uint32_t color = 0;
+    const auto fills = bench::each([&] {
+        uint32_t *page = pages.next();
+        each_cell([&](int x, int y) { pages.fill(page, x, y, cell_width, cell_height, ++color); });
+    });
+    const auto [filled] = bench::take_turns<1>(plan, ours, fills);
+    check_sweep(s, shown(panel, s));
+    const std::string what = "a grid of 40 x 40 cells swept by moves that wait, each cell painted by itself, moves to panel, ";
+    bench::print_ratio({what + s.name() + ", against bare fills", goal(s, 3)}, filled, "us a cell", 1e6 / CELLS);
+    vcore::queue_input({Kind::touch_up});
     DestroyMainWindow(window);
     tp_gui_pump();
 }
@@ -388,8 +469,9 @@ int run(const bench::Plan &plan, const Screen &s) {
     FloorPages pages(s);
     color_rows(plan, s, panel, pages);
     step_rows(plan, s, panel, pages);
+    sweep_rows(plan, s, panel, pages);
     cell_rows(plan, s, panel, pages, "cells of 40 x 40 pixels", 40, 40);
-    cell_rows(plan, s, panel, pages, "a grid of 40 x 40 cells", s.width / 40, s.height / 40);
+    cell_rows(plan, s, panel, pages, "a grid of 40 x 40 cells", s.width / GRID, s.height / GRID);
     TerminateGUI();
     return 0;
 }

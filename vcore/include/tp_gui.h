@@ -274,6 +274,11 @@ struct BITMAP { int bmWidth = 0, bmHeight = 0; uint32_t *pixels = nullptr; }; //
 int LoadBitmapFromFile(HDC hdc, BITMAP *bmp, const char *path);
 void UnloadBitmap(BITMAP *bmp);
 int FillBoxWithBitmap(HDC hdc, int x, int y, int w, int h, const BITMAP *bmp); // scaled into the box; 0 or -1
+// Writes a PNG, durably; what stood at the path stays until the new file is whole. 0, or -1 with errno. Any thread.
+int SaveBitmapToFile(const BITMAP *bmp, const char *path);
+// The text as a QR code with its light margin, `module` (1 to 22) pixels to a module; given back with UnloadBitmap. Loads
+// lib_vxo_qr.so at its first use. 0, or -1: no such library, or more text than a code holds (2331 bytes). Any thread.
+int MakeBitmapOfQrCode(BITMAP *bmp, const char *text, int module);
 
 // ---- description ------------------------------------------------------------------------------------------
 // The screen as JSON in UTF-8: {"width","height","active","windows":[{"class","caption","rect":[l,t,r,b],"visible",

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "dc.h"
+#include "drawing.h"
 #include "region.h"
 
 #include <algorithm>
@@ -26,14 +27,14 @@ struct Canvas {
     vcore::Region full;             // the clip as it was opened
     vcore::Region clip;             // full within the limit
     RECT client{};                  // the client area's part of the page
-    RECT limit{};                   // dc_limit's rectangle, everything without one
+    RECT limit{};                   // of the drawing that is begun, everything without one
     gal_pixel brush = 0, pen = 0, text_color = 0, bk_color = 0;
     int pen_width = 1;
     int bk_mode = BM_TRANSPARENT;
     int pen_x = 0, pen_y = 0; // client coordinates
     PLOGFONT font = nullptr;
-    RECT ground{};            // dc_ground's rectangle while it is not filled yet, page coordinates
-    gal_pixel ground_color = 0;
+    bool collects = false; // pieces, which are drawn when the drawing ends or something else is drawn
+    Drawing drawing;
 };
 
 // Null for HDC_INVALID.
@@ -43,13 +44,22 @@ inline Canvas *canvas_of(HDC hdc) { return reinterpret_cast<Canvas *>(hdc); }
 int page_coordinate(int64_t value, int origin);
 RECT page_rect(const Canvas &canvas, int64_t left, int64_t top, int64_t right, int64_t bottom);
 
-// Comes before everything drawn: fills the ground that is due and tells the target of the page rectangle within the clip.
+// Comes before everything drawn: draws what was collected and tells the target of the page rectangle within the clip.
 // whole: every pixel of it is about to be overwritten.
 void canvas_begin(Canvas &canvas, const RECT &rect, bool whole);
-void canvas_fill_ground(Canvas &canvas); // now, before the clip changes
+// Draws a page rectangle within the clip from these pixels.
+void canvas_copy(Canvas &canvas, const RECT &rect, const LinePixels &pixels);
 // Fills a page rectangle within the clip, beginning with it or within what was begun.
 void canvas_fill(Canvas &canvas, const RECT &rect, gal_pixel color);
 void canvas_fill_begun(Canvas &canvas, const RECT &rect, gal_pixel color);
+// A part of the page that was filled lately and that nothing has been drawn on since.
+struct Solid {
+    RECT rect{};
+    gal_pixel color = 0;
+    const uint32_t *page = nullptr;
+};
+// One that reaches into a page rectangle; empty when there is none.
+Solid canvas_solid(const Canvas &canvas, const RECT &rect);
 // Keeps the record of texts up to date: one more text, or what an opaque page rectangle hides.
 void canvas_record_text(Canvas &canvas, std::string utf8, const RECT &rect);
 void canvas_forget_texts(Canvas &canvas, const RECT &covered);

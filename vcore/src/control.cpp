@@ -29,7 +29,8 @@ void destroy_controls_of(Window &parent) {
     for (;;) {
         const auto next = std::find_if(parent.children.rbegin(), parent.children.rend(), [](const Window *c) { return !c->dying; });
         if (next == parent.children.rend()) return;
-        destroy_control(window_find((*next)->handle));
+        const WindowRef control = window_find((*next)->handle);
+        destroy_control(control);
     }
 }
 

@@ -13,6 +13,38 @@ constexpr RECT unlimited{-far_away, -far_away, far_away, far_away};
 // Texts that no fill ever covers must not pile up.
 constexpr size_t most_texts = 1024;
 
+Solid g_solid;
+
+void forget_solid(const RECT &rect) {
+    if (!rect_empty(rect_common(rect, g_solid.rect))) g_solid = {};
+}
+
+void remember_solid(const Canvas &c, const RECT &rect, gal_pixel color) {
+    if (!c.page || c.clip.boxes().size() != 1) return;
+    const RECT part = rect_common(rect, c.clip.extents());
+    const auto area = [](const RECT &r) { return int64_t{RECTW(r)} * RECTH(r); };
+    if (!rect_empty(part) && area(part) >= area(g_solid.rect)) g_solid = {part, color, c.target.pixels};
+}
+
+// The two pages of the panel are drawn on again and again. Who draws on an image sets its clip first.
+pixman_image_t *page_image(const DcTarget &t) {
+    static struct {
+        DcTarget target;
+        pixman_image_t *image;
+    } known[2];
+    if (!t.pixels || t.width <= 0 || t.height <= 0) return nullptr;
+    const auto same_page = [&t](const DcTarget &k) {
+        return k.pixels == t.pixels && k.stride == t.stride && k.width == t.width && k.height == t.height;
+    };
+    for (const auto &k : known)
+        if (k.image && same_page(k.target)) return pixman_image_ref(k.image);
+    std::swap(known[0], known[1]);
+    if (known[0].image) pixman_image_unref(known[0].image);
+    known[0] = {t, pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, t.width, t.height, t.pixels,
+                                                     t.stride * static_cast<int>(sizeof(uint32_t)))};
+    return known[0].image ? pixman_image_ref(known[0].image) : nullptr;
+}
+
 RECT client_on_page(const DcTarget &t) {
     const RECT page{0, 0, t.width, t.height};
     if (t.client_width <= 0 || t.client_height <= 0) return page;
@@ -70,19 +102,37 @@ void slanted_line(Canvas &c, Point a, Point b) {
     }
 }
 
-// Fills the ground that is due but for a rectangle, which is filled next.
-void settle_ground(Canvas &c, const RECT &except) {
-    const RECT g = std::exchange(c.ground, {});
-    if (rect_empty(g)) return;
-    const RECT hole = rect_common(g, except);
-    if (rect_empty(hole)) {
-        canvas_fill(c, g, c.ground_color);
-        return;
+// ---- drawings ---------------------------------------------------------------------------------------------
+
+// False: it has to be drawn now.
+bool collect(Canvas &c, const Piece &piece) {
+    constexpr size_t MOST = 16;
+    if (!c.collects || c.drawing.pieces.size() == MOST) return false;
+    if (vcore::contains(piece.rect, c.drawing.rect)) c.drawing.pieces.clear();
+    c.drawing.pieces.push_back(piece);
+    return true;
+}
+
+// Draws what was collected; what follows is drawn at once.
+void draw_collected(Canvas &c) {
+    if (!std::exchange(c.collects, false)) return;
+    if (c.target.about_to_draw) c.target.about_to_draw(c.drawing.rect, true);
+    drawing_paint(c.drawing, c.target.pixels, c.target.stride);
+    for (const Piece &piece : c.drawing.pieces) {
+        forget_solid(piece.rect);
+        if (!piece.pixels) remember_solid(c, piece.rect, piece.color);
     }
-    canvas_fill(c, {g.left, g.top, g.right, hole.top}, c.ground_color);
-    canvas_fill(c, {g.left, hole.bottom, g.right, g.bottom}, c.ground_color);
-    canvas_fill(c, {g.left, hole.top, hole.left, hole.bottom}, c.ground_color);
-    canvas_fill(c, {hole.right, hole.top, g.right, hole.bottom}, c.ground_color);
+}
+
+void end_drawing(Canvas &c) {
+    if (c.collects && c.target.show) {
+        c.collects = false;
+        forget_solid(c.drawing.rect);
+        c.target.show(std::move(c.drawing));
+    }
+    draw_collected(c);
+    c.limit = unlimited;
+    c.clip = c.full;
 }
 
 } // namespace
@@ -97,7 +147,8 @@ RECT page_rect(const Canvas &c, int64_t left, int64_t top, int64_t right, int64_
 }
 
 void canvas_begin(Canvas &c, const RECT &rect, bool whole) {
-    settle_ground(c, whole ? rect : RECT{});
+    draw_collected(c);
+    forget_solid(rect);
     if (!c.page || !c.target.about_to_draw) return;
     const auto tell = [&](const RECT &within) {
         const RECT part = rect_common(rect, within);
@@ -107,19 +158,34 @@ void canvas_begin(Canvas &c, const RECT &rect, bool whole) {
     for (const pixman_box32_t &box : c.clip.boxes()) tell({box.x1, box.y1, box.x2, box.y2});
 }
 
-void canvas_fill_ground(Canvas &c) { settle_ground(c, {}); }
-
 void canvas_fill(Canvas &c, const RECT &rect, gal_pixel color) {
+    const RECT seen = rect_common(rect, c.clip.extents());
+    if (rect_empty(seen) || collect(c, {seen, color, nullptr})) return;
     canvas_begin(c, rect, true);
     canvas_fill_begun(c, rect, color);
+    remember_solid(c, rect, color);
 }
+
+void canvas_copy(Canvas &c, const RECT &rect, const LinePixels &pixels) {
+    if (collect(c, {rect, 0, pixels})) return;
+    canvas_begin(c, rect, true);
+    piece_paint({rect, 0, pixels}, c.target.pixels, c.target.stride, rect);
+}
+
+Solid canvas_solid(const Canvas &c, const RECT &rect) {
+    const auto reaches = [&](const RECT &r) { return !rect_empty(rect_common(r, rect)); };
+    if (!c.collects) return g_solid.page == c.target.pixels && reaches(g_solid.rect) ? g_solid : Solid{};
+    const auto &pieces = c.drawing.pieces;
+    const auto top = std::find_if(pieces.rbegin(), pieces.rend(), [&](const Piece &p) { return reaches(p.rect); });
+    return top == pieces.rend() || top->pixels ? Solid{} : Solid{top->rect, top->color, c.target.pixels};
+}
+void dc_forget_solid() { g_solid = {}; }
 
 void canvas_fill_begun(Canvas &c, const RECT &rect, gal_pixel color) {
     if (!c.page) return;
     for (const pixman_box32_t &box : c.clip.boxes()) {
         const RECT part = rect_common(rect, {box.x1, box.y1, box.x2, box.y2});
-        if (!rect_empty(part))
-            pixman_fill(c.target.pixels, c.target.stride, 32, part.left, part.top, RECTW(part), RECTH(part), color);
+        if (!rect_empty(part)) fill_rect(c.target.pixels, c.target.stride, part, color);
     }
 }
 
@@ -151,7 +217,7 @@ HDC dc_open(const DcTarget &target) {
     c->target = target;
     c->client = client_on_page(target);
     c->limit = unlimited;
-    c->full.add(c->client);
+    c->full = vcore::Region(c->client);
     if (target.clip) pixman_region32_intersect(c->full.get(), c->full.get(), target.clip);
     c->clip = c->full;
     dc_move(reinterpret_cast<HDC>(c), target.pixels);
@@ -164,7 +230,7 @@ HDC dc_open(const DcTarget &target) {
 void dc_close(HDC hdc) {
     Canvas *c = canvas_of(hdc);
     if (!c) return;
-    canvas_fill_ground(*c);
+    end_drawing(*c);
     if (c->page) pixman_image_unref(c->page);
     delete c;
 }
@@ -172,13 +238,12 @@ void dc_close(HDC hdc) {
 void dc_move(HDC hdc, uint32_t *pixels) {
     Canvas *c = canvas_of(hdc);
     if (!c) return;
-    canvas_fill_ground(*c);
+    dc_forget_solid();
     DcTarget &t = c->target;
     if (c->page) pixman_image_unref(std::exchange(c->page, nullptr));
     t.pixels = pixels;
-    if (t.pixels && t.width > 0 && t.height > 0)
-        c->page = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, t.width, t.height, t.pixels,
-                                                    t.stride * static_cast<int>(sizeof(uint32_t)));
+    c->page = page_image(t);
+    c->collects = c->collects && c->page;
 }
 
 RECT dc_clip_box(HDC hdc) {
@@ -190,22 +255,20 @@ RECT dc_clip_box(HDC hdc) {
     return {box.left - dx, box.top - dy, box.right - dx, box.bottom - dy};
 }
 
-void dc_limit(HDC hdc, const RECT *rect) {
+void dc_begin_drawing(HDC hdc, const RECT &rect, gal_pixel ground) {
     Canvas *c = canvas_of(hdc);
     if (!c) return;
-    canvas_fill_ground(*c);
-    c->limit = rect ? page_rect(*c, rect->left, rect->top, rect->right, rect->bottom) : unlimited;
-    c->clip = c->full;
+    end_drawing(*c);
+    c->limit = page_rect(*c, rect.left, rect.top, rect.right, rect.bottom);
+    canvas_forget_texts(*c, c->limit);
     c->clip.intersect(c->limit);
+    c->collects = c->page && c->clip.boxes().size() == 1;
+    c->drawing = {c->clip.extents(), {}};
+    canvas_fill(*c, c->limit, ground);
 }
 
-void dc_ground(HDC hdc, const RECT &rect, gal_pixel color) {
-    Canvas *c = canvas_of(hdc);
-    if (!c) return;
-    canvas_fill_ground(*c);
-    c->ground = page_rect(*c, rect.left, rect.top, rect.right, rect.bottom);
-    c->ground_color = color;
-    canvas_forget_texts(*c, c->ground);
+void dc_end_drawing(HDC hdc) {
+    if (Canvas *c = canvas_of(hdc)) end_drawing(*c);
 }
 
 gal_pixel SetBrushColor(HDC hdc, gal_pixel color) {

@@ -20,8 +20,9 @@ struct InputState {
 InputState g_state;
 
 bool swallowed(const Hook &hook, HWND target, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (!hook.proc) return false;
     const DispatchScope scope;
-    return hook.proc && hook.proc(hook.context, target, message, wParam, lParam) == 1;
+    return hook.proc(hook.context, target, message, wParam, lParam) == 1;
 }
 
 HWND key_target() {
@@ -34,7 +35,7 @@ HWND key_target() {
 HWND touch_target(const InputEvent &event) {
     if (window_exists(g_state.capture)) return g_state.capture;
     if (event.kind == InputEvent::Kind::touch_up) return g_state.touched;
-    const WindowRef under = window_at(event.x, event.y);
+    const WindowRef &under = window_at(event.x, event.y);
     return under ? under->handle : HWND_NULL;
 }
 
@@ -42,7 +43,6 @@ bool route_key(const InputEvent &event, MSG &out) {
     const UINT message = event.kind == InputEvent::Kind::key_down ? MSG_KEYDOWN : MSG_KEYUP;
     const auto code = static_cast<WPARAM>(event.code);
     if (swallowed(g_state.key, key_target(), message, code, 0)) return false;
-    // Asked again: the hook may have opened or closed a window.
     out = {key_target(), message, code, 0};
     return out.hwnd != HWND_NULL;
 }
@@ -54,8 +54,10 @@ bool route_touch(const InputEvent &event, MSG &out) {
                          : event.kind == Kind::touch_up ? MSG_LBUTTONUP
                                                         : MSG_MOUSEMOVE;
     g_state.down = event.kind != Kind::touch_up;
-    const bool taken = swallowed(g_state.touch, touch_target(event), message, 0, MAKELONG(event.x, event.y));
-    const WindowRef target = taken ? nullptr : window_find(touch_target(event));
+    const bool taken =
+        g_state.touch.proc && swallowed(g_state.touch, touch_target(event), message, 0, MAKELONG(event.x, event.y));
+    // Asked again: the hook may have opened or closed a window.
+    const WindowRef &target = window_find(taken ? HWND_NULL : touch_target(event));
     if (event.kind == Kind::touch_down) g_state.touched = target ? target->handle : HWND_NULL;
     if (event.kind == Kind::touch_up) g_state.touched = HWND_NULL;
     if (!target) return false;

@@ -1,6 +1,7 @@
 #include "font.h"
 
 #include "dc.h"
+#include "os_wait.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +10,7 @@
 #include <ft2build.h>
 #include <map>
 #include <string>
+#include <thread>
 #include <tp_globals.h>
 #include <tuple>
 #include <unordered_map>
@@ -26,17 +28,24 @@ constexpr int largest_size = 1024;
 constexpr size_t most_glyph_bytes = 24u << 20;
 constexpr int most_glyphs = 12000;
 
+constexpr FT_Int32 GLYPH_LOAD = FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP;
+
 constexpr int pixels_up(FT_Pos value) { return static_cast<int>((value + 63) >> 6); }
 constexpr int pixels_round(FT_Pos value) { return static_cast<int>((value + 32) >> 6); }
 
 struct FontLibrary {
     FT_Library handle = nullptr;
+    std::thread warmer; // works in the library; nobody else does until it has ended
     FontLibrary() {
         if (FT_Init_FreeType(&handle) != 0) handle = nullptr;
     }
     FontLibrary(const FontLibrary &) = delete;
     FontLibrary &operator=(const FontLibrary &) = delete;
+    void wait() {
+        if (warmer.joinable()) warmer.join();
+    }
     ~FontLibrary() {
+        wait();
         if (handle) FT_Done_FreeType(handle);
     }
 };
@@ -45,6 +54,7 @@ struct FontLibrary {
 class FontFace {
 public:
     FontFace(std::shared_ptr<FontLibrary> library, const std::string &path) : library_(std::move(library)) {
+        library_->wait();
         if (!library_->handle || FT_New_Face(library_->handle, path.c_str(), 0, &face_) != 0) face_ = nullptr;
         if (face_ && !FT_IS_SCALABLE(face_)) {
             FT_Done_Face(face_);
@@ -54,11 +64,23 @@ public:
     FontFace(const FontFace &) = delete;
     FontFace &operator=(const FontFace &) = delete;
     ~FontFace() {
+        library_->wait();
         if (face_) FT_Done_Face(face_);
     }
     bool ok() const { return face_ != nullptr; }
+    // The first glyph of a face takes milliseconds, because the hinter gets to know all its scripts. A thread does that
+    // while the program starts.
+    void warm_up() {
+        library_->wait();
+        library_->warmer = vcore::start_quiet_thread([face = face_] {
+            FT_Set_Pixel_Sizes(face, 0, 16);
+            for (const char32_t c : {U'g', U'\u56FD'}) FT_Load_Char(face, c, GLYPH_LOAD);
+        });
+        size_ = 0;
+    }
     // The face set to a size; null when the file refuses it.
     FT_Face at(int size) {
+        library_->wait();
         if (size != size_ && FT_Set_Pixel_Sizes(face_, 0, static_cast<FT_UInt>(size)) != 0) return nullptr;
         size_ = size;
         return face_;
@@ -144,6 +166,7 @@ public:
         return ascent_;
     }
     int size() const { return size_; }
+    uint64_t id() const { return id_; }
     const Glyph &glyph(char32_t c);
     int advance(char32_t c) {
         Glyph &g = place(c);
@@ -159,6 +182,8 @@ private:
     void draw_box(char32_t c, Glyph &g);
     void measure_lines();
 
+    inline static uint64_t last_id = 0;
+    const uint64_t id_ = ++last_id;
     std::shared_ptr<FontFace> face_; // null: every character is a box
     int size_;
     bool bold_;
@@ -203,7 +228,7 @@ FT_GlyphSlot Strike::load_outline(char32_t c) {
     FT_Face face = face_ ? face_->at(size_) : nullptr;
     if (!face) return nullptr;
     const FT_UInt index = FT_Get_Char_Index(face, c);
-    if (index == 0 || FT_Load_Glyph(face, index, FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP) != 0) return nullptr;
+    if (index == 0 || FT_Load_Glyph(face, index, GLYPH_LOAD) != 0) return nullptr;
     FT_GlyphSlot slot = face->glyph;
     if (slot->format != FT_GLYPH_FORMAT_OUTLINE) return nullptr;
     if (bold_) {
@@ -265,6 +290,7 @@ const Glyph &Strike::glyph(char32_t c) {
 }
 
 int strike_height(Strike &strike) { return strike.height(); }
+uint64_t strike_id(const Strike &strike) { return strike.id(); }
 int strike_advance(Strike &strike, char32_t c) { return strike.advance(c); }
 
 void strike_draw(Strike &strike, pixman_image_t *page, pixman_image_t *ink, const GlyphRun &run) {
@@ -360,7 +386,9 @@ int fonts_init() {
     // A file that was missing before may be there now.
     std::erase_if(registry().faces, [](const auto &entry) { return !entry.second; });
     registry().fallback.reset();
-    return open_family(default_family) ? 0 : -1;
+    const auto face = open_family(default_family);
+    if (face) face->warm_up();
+    return face ? 0 : -1;
 }
 
 void fonts_terminate() {

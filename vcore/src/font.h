@@ -1,6 +1,7 @@
 // Font files, glyphs and their cache. GUI thread.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <pixman.h>
 #include <span>
@@ -16,6 +17,7 @@ class Strike;
 // The strike of a font; the default font's for null and for fonts already destroyed.
 std::shared_ptr<Strike> font_strike(PLOGFONT font);
 int strike_height(Strike &strike); // of a line: highest ascender to lowest descender
+uint64_t strike_id(const Strike &strike); // never given twice
 int strike_advance(Strike &strike, char32_t c);
 
 // Draws one line of characters from x on, within the page's clip.. left and

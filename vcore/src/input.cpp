@@ -79,18 +79,19 @@ void open_device(const std::string &path) {
     g_devices.push_back(std::move(device));
 }
 
-// False when the device is gone.
-bool read_device(Device &device) {
+enum class Left { nothing, more, gone };
+
+Left read_device(Device &device) {
     std::byte buffer[64 * sizeof(input_event)];
     for (int i = 0; i < READS_PER_WAKE; ++i) {
         const ssize_t n = read(device.fd, buffer, sizeof buffer);
-        if (n < 0) return errno == EAGAIN || errno == EINTR;
-        if (n == 0) return false;
+        if (n < 0) return errno == EAGAIN || errno == EINTR ? Left::nothing : Left::gone;
+        if (n == 0) return Left::gone;
         GetLastInputTime();
         device.parser.feed({buffer, static_cast<size_t>(n)}, tp_clock_mono_ns());
-        if (static_cast<size_t>(n) < sizeof buffer) return true;
+        if (static_cast<size_t>(n) < sizeof buffer) return Left::nothing;
     }
-    return true;
+    return Left::more;
 }
 } // namespace
 
@@ -107,16 +108,19 @@ void input_add_descriptors(std::vector<pollfd> &fds) {
     for (const auto &device : g_devices) fds.push_back({device->fd, POLLIN, 0});
 }
 
-void input_read(std::span<const pollfd> fds) {
+bool input_read(std::span<const pollfd> fds) {
+    bool all = true;
     for (const pollfd &ready : fds) {
         if (!ready.revents) continue;
         const auto device = std::find_if(g_devices.begin(), g_devices.end(), [&](const auto &d) { return d->fd == ready.fd; });
         if (device == g_devices.end()) continue;
-        const bool alive = !(ready.revents & POLLIN) || read_device(**device);
-        if (alive && !(ready.revents & (POLLERR | POLLHUP | POLLNVAL))) continue;
+        const Left left = ready.revents & POLLIN ? read_device(**device) : Left::nothing;
+        all &= left == Left::nothing;
+        if (left != Left::gone && !(ready.revents & (POLLERR | POLLHUP | POLLNVAL))) continue;
         __android_log_print(ANDROID_LOG_WARN, "VCORE", "%s %s is gone", __func__, (*device)->path.c_str());
         (*device)->parser.finish();
         g_devices.erase(device);
     }
+    return all;
 }
 } // namespace vcore

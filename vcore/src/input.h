@@ -16,7 +16,8 @@ int input_open(); // 0, or -1 when there is none
 void input_close();
 size_t input_device_count();
 void input_add_descriptors(std::vector<pollfd> &fds);
-void input_read(std::span<const pollfd> fds); // those added, after the wait; what they sent goes to the queue
+// Those added, after the wait; what they sent goes to the queue. False when one may have more.
+bool input_read(std::span<const pollfd> fds);
 
 // Makes events of one device's bytes.
 class InputParser {

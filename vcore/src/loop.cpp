@@ -16,7 +16,11 @@
 namespace vcore {
 namespace {
 constexpr int PATIENT_ROUNDS = 8; // paint rounds that a description waits for a window that always paints itself anew
+constexpr int64_t LONG_AGO = -(INT64_C(1) << 62);
+constexpr int64_t LOOK_NS = 1'000'000;  // input that comes while messages are worked through waits no longer than this
 constexpr int PUMP_LIMIT = 4096; // messages per pump: a window that posts to itself must not hold it for ever
+
+int64_t g_looked = LONG_AGO; // when all descriptors had been looked at and read
 
 // Looks at all descriptors; timeout in scaled nanoseconds, -1 without limit. True when one of them had something.
 bool wait_for_descriptors(int64_t timeout) {
@@ -27,10 +31,11 @@ bool wait_for_descriptors(int64_t timeout) {
     description_add_descriptors(fds);
     const int64_t start = timeout == 0 ? 0 : tp_clock_mono_ns();
     const int ready = tp_clock_poll(fds.data(), fds.size(), timeout);
-    if (timeout != 0) exclude_from_procedure_time(tp_clock_to_kernel_ns(tp_clock_mono_ns() - start));
+    g_looked = tp_clock_mono_ns();
+    if (timeout != 0) exclude_from_procedure_time(tp_clock_to_kernel_ns(g_looked - start));
     if (ready <= 0) return false;
     const std::span<const pollfd> all(fds);
-    input_read(all.subspan(1, inputs));
+    if (!input_read(all.subspan(1, inputs))) g_looked = LONG_AGO;
     description_serve(all.subspan(1 + inputs));
     return true;
 }
@@ -67,6 +72,12 @@ void finish_round() {
     if (rounds_put_off % PATIENT_ROUNDS == 0) description_answer();
 }
 
+// Before the timers what came before them; before a paint too, so that it shows all that has come.
+bool look_wanted(bool block, int64_t now) {
+    if (timer_due(now) || description_pending()) return true;
+    return (!block || paint_wanted()) && std::max(now, procedure_ended()) - g_looked >= LOOK_NS;
+}
+
 void wait_for_more() {
     const int64_t next = timer_next();
     int64_t timeout = next < 0 ? -1 : std::max<int64_t>(next - tp_clock_mono_ns(), 0);
@@ -82,12 +93,13 @@ Next next_message(MSG &out, HWND loop_window, bool block, int64_t timers_until, 
         answered += queue_answer_sent();
         // Sent messages may have ended the loop's window.
         if (loop_window != HWND_DESKTOP && !window_find(loop_window)) return Next::quit;
+        paint_show_if_late();
         if (queue_take(out)) return Next::message;
         if (take_quit(loop_window)) return Next::quit;
         if (take_input(out)) return Next::message;
         queue_apply_invalidations();
         const int64_t now = timers_until >= 0 ? timers_until : tp_clock_mono_ns();
-        if (!looked && (!block || paint_wanted() || timer_due(now) || description_pending())) {
+        if (!looked && look_wanted(block, now)) {
             looked = true;
             if (wait_for_descriptors(0)) continue;
         }
@@ -167,9 +179,10 @@ int TranslateMessage(const MSG *) { return 0; }
 
 LRESULT DispatchMessage(const MSG *msg) {
     GUI_THREAD_ONLY();
-    const WindowRef window = msg ? window_find(msg->hwnd) : nullptr;
+    if (!msg) return 0;
+    const WindowRef &window = window_find(msg->hwnd);
     if (!window) return 0;
-    if (msg->message == MSG_PAINT) return paint_dispatch(window);
+    if (msg->message == MSG_PAINT) return paint_dispatch(WindowRef(window));
     return window_call(window, msg->message, msg->wParam, msg->lParam);
 }
 
@@ -185,6 +198,7 @@ int tp_gui_pump() {
     GUI_THREAD_ONLY();
     if (!tp_is_gui_thread()) return 0;
     queue_accept(true);
+    g_looked = LONG_AGO;
     const int64_t now = tp_clock_mono_ns();
     int handled = 0;
     for (int i = 0; i < PUMP_LIMIT; ++i) {
@@ -198,7 +212,7 @@ int tp_gui_pump() {
 
 LRESULT SendMessage(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
     if (!tp_is_gui_thread()) return queue_send({hwnd, message, wParam, lParam});
-    const WindowRef window = window_find(hwnd);
+    const WindowRef &window = window_find(hwnd);
     return window ? window_call(window, message, wParam, lParam) : 0;
 }
 

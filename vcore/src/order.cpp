@@ -49,11 +49,11 @@ void invalidate_tree(Window &window, const Region &region, bool erase) {
     for (Window *child : window.children) invalidate_tree(*child, inside, true);
 }
 
-WindowRef window_at(int x, int y) {
+const WindowRef &window_at(int x, int y) {
     const auto &mains = main_windows();
     const auto under = [x, y](const Window *w) { return w->visible && contains(w->rect, x, y); };
     const auto main = std::find_if(mains.rbegin(), mains.rend(), under);
-    if (main == mains.rend()) return nullptr;
+    if (main == mains.rend()) return window_find(HWND_NULL);
     const Window *found = *main;
     for (;;) {
         const auto child = std::find_if(found->children.rbegin(), found->children.rend(), under);

@@ -12,6 +12,7 @@
 #include <new>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <system_error>
 #include <tp_clock.h>
 #include <tp_gui.h>
 #include <unistd.h>
@@ -71,6 +72,18 @@ int ppoll_or_stop(pollfd *fds, nfds_t count, const timespec *timeout, StopEnds e
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     errno = error;
     return result;
+}
+
+std::thread start_quiet_thread(std::function<void()> work) {
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    std::thread thread;
+    try {
+        thread = std::thread(work);
+    } catch (const std::system_error &) { work(); }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return thread;
 }
 } // namespace vcore
 

@@ -1,7 +1,9 @@
 // Waiting, beneath clock and semaphores.
 #pragma once
 
+#include <functional>
 #include <poll.h>
+#include <thread>
 
 namespace vcore {
 
@@ -14,6 +16,10 @@ int ppoll_or_stop(pollfd *fds, nfds_t count, const timespec *timeout, StopEnds e
 
 // Called before the calling thread waits. On the GUI thread what was drawn so far is shown first.
 void before_wait();
+
+// A thread for work beside the start of the program. It gets no signals: they are for the other
+// threads. Without a thread the work is done at once.
+std::thread start_quiet_thread(std::function<void()> work);
 
 // Makes a waiting GUI thread look at its queue, its timers and the threads it joins. Any thread.
 void gui_wake();

@@ -2,23 +2,25 @@
 #include "window.h"
 
 #include <algorithm>
-#include <unordered_map>
+#include <tp_clock.h>
 
 #include "panel.h"
 
 namespace vcore {
 namespace {
-struct OpenContext {
-    WindowRef window; // keeps the text record alive when the window ends first
-    Region clip;
-};
-std::unordered_map<HDC, std::unique_ptr<OpenContext>> g_contexts;
-uint64_t g_round = 1;
+constexpr int64_t SHOW_NS = 8'000'000;
 
-HDC open_context(const WindowRef &window, Region clip) {
+struct OpenContext {
+    HDC hdc;
+    WindowRef window; // keeps the text record alive when the window ends first
+};
+std::vector<OpenContext> g_contexts;
+uint64_t g_round = 1;
+int64_t g_drawn_since = 0; // as far as the message loop saw; 0: nothing was
+
+HDC open_context(const WindowRef &window, const Region &clip) {
     const PanelPage page = panel_hidden_page();
     const RECT screen = panel_rect();
-    auto open = std::make_unique<OpenContext>(OpenContext{window, std::move(clip)});
     DcTarget target;
     target.pixels = page.pixels;
     target.stride = page.stride;
@@ -28,17 +30,18 @@ HDC open_context(const WindowRef &window, Region clip) {
     target.origin_y = window->rect.top;
     target.client_width = RECTW(window->rect);
     target.client_height = RECTH(window->rect);
-    target.clip = open->clip.get();
+    target.clip = clip.get();
     target.font = window->font;
     target.texts = &window->texts;
     target.about_to_draw = panel_about_to_draw;
+    target.show = panel_show;
     const HDC hdc = dc_open(target);
-    if (hdc != HDC_INVALID) g_contexts.emplace(hdc, std::move(open));
+    if (hdc != HDC_INVALID) g_contexts.push_back({hdc, window});
     return hdc;
 }
 
 void close_context(HDC hdc) {
-    const auto open = g_contexts.find(hdc);
+    const auto open = std::find_if(g_contexts.begin(), g_contexts.end(), [hdc](const OpenContext &c) { return c.hdc == hdc; });
     if (open == g_contexts.end()) return;
     dc_close(hdc);
     g_contexts.erase(open);
@@ -92,12 +95,20 @@ bool paint_wanted() {
 void paint_end_round() { ++g_round; }
 
 void paint_show() {
+    g_drawn_since = 0;
     if (!panel_flush()) return;
-    for (const auto &[hdc, open] : g_contexts) dc_move(hdc, panel_hidden_page().pixels);
+    for (const OpenContext &open : g_contexts) dc_move(open.hdc, panel_hidden_page().pixels);
+}
+
+void paint_show_if_late() {
+    if (!panel_drawn()) return;
+    const int64_t now = procedure_ended();
+    if (g_drawn_since == 0) g_drawn_since = now;
+    if (tp_clock_to_kernel_ns(now - g_drawn_since) >= SHOW_NS && !paint_wanted()) paint_show();
 }
 
 void paint_forget_contexts() {
-    while (!g_contexts.empty()) close_context(g_contexts.begin()->first);
+    while (!g_contexts.empty()) close_context(g_contexts.back().hdc);
 }
 
 LRESULT paint_dispatch(const WindowRef &window) {
@@ -140,7 +151,7 @@ using namespace vcore;
 
 HDC GetClientDC(HWND hwnd) {
     GUI_THREAD_ONLY();
-    const WindowRef window = window_find(hwnd);
+    const WindowRef &window = window_find(hwnd);
     return window ? open_context(window, visible_region(*window, true)) : HDC_INVALID;
 }
 
@@ -158,9 +169,9 @@ HDC BeginPaint(HWND hwnd) {
     // What the paint covers will be drawn again: its old texts go.
     const RECT bounds = window->invalid.extents();
     std::erase_if(window->texts, [&bounds](const PaintedText &t) { return contains(bounds, t.rect); });
-    Region clip = invalid_and_seen(*window);
+    const Region clip = invalid_and_seen(*window);
     window->invalid.clear();
-    return open_context(window, std::move(clip));
+    return open_context(window, clip);
 }
 
 void EndPaint(HWND, HDC hdc) {

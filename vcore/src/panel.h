@@ -2,6 +2,7 @@
 // hides is brought up to date only where the next frame does not draw over it. GUI thread.
 #pragma once
 
+#include "drawing.h"
 #include "region.h"
 
 namespace vcore {
@@ -21,6 +22,9 @@ RECT panel_rect();
 // To be told before anything is drawn on the hidden page. whole: every pixel of the rectangle is about to be overwritten;
 // otherwise what is there is made right first.
 void panel_about_to_draw(const RECT &rect, bool whole);
+// Draws on the hidden page, unless it shows the very drawing since an earlier frame.
+void panel_show(Drawing &&drawing);
+bool panel_drawn(); // something, since the last flush
 void panel_fill_black(const Region &region);
 // Shows what was drawn since the last flush. True when the other page is the hidden one now.
 bool panel_flush();

@@ -43,11 +43,22 @@ struct Queue {
     std::deque<MSG> notified, posted;
     std::deque<InputEvent> input;
     std::vector<Invalidation> invalidations;
+    // One of the five may hold something: the GUI thread takes no lock for nothing.
+    std::atomic<bool> arrived{false};
+    std::deque<InputEvent> taken; // the input's front, the GUI thread's own
     std::atomic<const void *> gui_thread{nullptr};
 
-    bool has_work() const {
-        return poked || !sent.empty() || !notified.empty() || !posted.empty() || !input.empty() || !invalidations.empty();
+    bool empty() const {
+        return sent.empty() && notified.empty() && posted.empty() && input.empty() && invalidations.empty();
     }
+    void arrive_locked() {
+        arrived.store(true, std::memory_order_relaxed);
+        wake_locked();
+    }
+    void took_locked() {
+        if (empty()) arrived.store(false, std::memory_order_relaxed);
+    }
+    bool nothing_arrived() const { return !arrived.load(std::memory_order_relaxed); }
     void wake_locked() {
         if (!waiting) return;
         waiting = false;
@@ -73,7 +84,7 @@ bool append(std::deque<MSG> Queue::*which, const MSG &msg) {
         return false;
     }
     (q.*which).push_back(msg);
-    q.wake_locked();
+    q.arrive_locked();
     return true;
 }
 
@@ -84,7 +95,7 @@ LRESULT wait_for_answer(SentCall &call, LRESULT otherwise) {
     call.result = otherwise;
     q.sent.push_back(&call);
     q.joining.notify_one();
-    q.wake_locked();
+    q.arrive_locked();
     call.answered.wait(lock, [&call] { return call.done; });
     return call.result;
 }
@@ -119,7 +130,7 @@ void queue_input(const InputEvent &event) {
     const std::lock_guard lock(q.mutex);
     if (q.input.size() >= QUEUE_LIMIT) return;
     q.input.push_back(event);
-    q.wake_locked();
+    q.arrive_locked();
 }
 
 void queue_invalidate(HWND window, const RECT *rect, bool erase) {
@@ -131,7 +142,7 @@ void queue_invalidate(HWND window, const RECT *rect, bool erase) {
         if (last.window == window && last.all == fresh.all && last.erase == erase && same(last.rect, fresh.rect)) return;
     }
     if (q.invalidations.size() < QUEUE_LIMIT) q.invalidations.push_back(fresh);
-    q.wake_locked();
+    q.arrive_locked();
 }
 
 LRESULT queue_call(int (*fn)(void *), void *arg, LRESULT otherwise) {
@@ -167,24 +178,24 @@ void queue_close() {
     q.notified.clear();
     q.posted.clear();
     q.input.clear();
+    q.taken.clear();
     q.invalidations.clear();
     q.gui_thread = nullptr;
 }
 
 void queue_accept(bool accepting) {
     Queue &q = queue();
+    if (q.accepting == accepting) return; // nobody else changes it
     const std::lock_guard lock(q.mutex);
     q.accepting = accepting;
     if (!accepting) release_senders_locked();
 }
 
-bool queue_accepting() {
-    const std::lock_guard lock(queue().mutex);
-    return queue().accepting;
-}
+bool queue_accepting() { return queue().accepting; }
 
 int queue_answer_sent() {
     Queue &q = queue();
+    if (q.nothing_arrived()) return 0;
     int count = 0;
     std::unique_lock lock(q.mutex);
     for (; !q.sent.empty(); ++count) {
@@ -206,23 +217,36 @@ int queue_answer_sent() {
 }
 
 bool queue_take(MSG &out) {
-    const std::lock_guard lock(queue().mutex);
-    return take_alive(queue().notified, out) || take_alive(queue().posted, out);
+    Queue &q = queue();
+    if (q.nothing_arrived()) return false;
+    const std::lock_guard lock(q.mutex);
+    const bool found = take_alive(q.notified, out) || take_alive(q.posted, out);
+    q.took_locked();
+    return found;
 }
 
 bool queue_take_input(InputEvent &out) {
-    const std::lock_guard lock(queue().mutex);
-    if (queue().input.empty()) return false;
-    out = queue().input.front();
-    queue().input.pop_front();
+    Queue &q = queue();
+    if (q.taken.empty()) {
+        if (q.nothing_arrived()) return false;
+        const std::lock_guard lock(q.mutex);
+        q.taken.swap(q.input);
+        q.took_locked();
+    }
+    if (q.taken.empty()) return false;
+    out = q.taken.front();
+    q.taken.pop_front();
     return true;
 }
 
 void queue_apply_invalidations() {
+    Queue &q = queue();
+    if (q.nothing_arrived()) return;
     std::vector<Invalidation> taken;
     {
-        const std::lock_guard lock(queue().mutex);
-        taken.swap(queue().invalidations);
+        const std::lock_guard lock(q.mutex);
+        taken.swap(q.invalidations);
+        q.took_locked();
     }
     for (const Invalidation &i : taken) InvalidateRect(i.window, i.all ? nullptr : &i.rect, i.erase);
 }
@@ -232,7 +256,7 @@ int queue_wake_fd() { return queue().wake_fd; }
 bool queue_before_wait() {
     Queue &q = queue();
     const std::lock_guard lock(q.mutex);
-    if (q.has_work()) {
+    if (q.poked || !q.empty() || !q.taken.empty()) {
         q.poked = false;
         return false;
     }
@@ -243,9 +267,10 @@ bool queue_before_wait() {
 void queue_after_wait() {
     Queue &q = queue();
     const std::lock_guard lock(q.mutex);
+    const bool woken = !q.waiting;
     q.waiting = false;
     uint64_t count = 0;
-    [[maybe_unused]] const ssize_t drained = read(q.wake_fd, &count, sizeof count);
+    if (woken && read(q.wake_fd, &count, sizeof count) < 0) return;
 }
 
 void queue_wait_for_sent() {

@@ -11,7 +11,11 @@ namespace vcore {
 class Region {
 public:
     Region() { pixman_region32_init(&region_); }
-    explicit Region(const RECT &rect) : Region() { add(rect); }
+    explicit Region(const RECT &r) {
+        if (r.right > r.left && r.bottom > r.top)
+            pixman_region32_init_rect(&region_, r.left, r.top, static_cast<unsigned>(RECTW(r)), static_cast<unsigned>(RECTH(r)));
+        else pixman_region32_init(&region_);
+    }
     Region(const Region &other) : Region() { *this = other; }
     Region(Region &&other) noexcept : Region() { *this = std::move(other); }
     ~Region() { pixman_region32_fini(&region_); }

@@ -153,9 +153,8 @@ void draw_indicator(HDC hdc, const ScrollView &view, const RECT &client) {
 
 void paint_row(HWND hwnd, HDC hdc, ScrollView &view, int n, const RECT &row) {
     SvItem *item = view.items[static_cast<size_t>(n)].get();
-    dc_limit(hdc, &row);
     SetBrushColor(hdc, GetWindowBkColor(hwnd));
-    dc_ground(hdc, row, GetWindowBkColor(hwnd));
+    dc_begin_drawing(hdc, row, GetWindowBkColor(hwnd));
     SetBkMode(hdc, BM_TRANSPARENT);
     SelectFont(hdc, GetWindowFont(hwnd));
     RECT own = row; // the painter may use it up
@@ -163,7 +162,8 @@ void paint_row(HWND hwnd, HDC hdc, ScrollView &view, int n, const RECT &row) {
         view.draw(hwnd, item, hdc, &own);
     else
         draw_row(hwnd, hdc, *item, n == view.current, row);
-    dc_limit(hdc, nullptr);
+    draw_indicator(hdc, view, client_of(hwnd)); // the row's part of it
+    dc_end_drawing(hdc);
 }
 
 void paint(HWND hwnd, ScrollView &view) {
@@ -181,7 +181,6 @@ void paint(HWND hwnd, ScrollView &view) {
     }
     SetBrushColor(hdc, GetWindowBkColor(hwnd));
     FillBox(hdc, 0, bottom, client.right, client.bottom - bottom);
-    draw_indicator(hdc, view, client);
     EndPaint(hwnd, hdc);
 }
 

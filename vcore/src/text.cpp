@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 #include <iconv.h>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -103,10 +104,25 @@ struct Line {
     int width;
 };
 
+// A line's pixels in an ink on a ground, cut to what differs from the ground.
+struct Picture {
+    gal_pixel ink = 0, ground = 0;
+    bool seen = false, made = false; // made at the second sight: values that change all the time are not worth it
+    RECT place{};      // from the line's top left corner
+    LinePixels pixels;
+};
+
 struct Layout {
+    // Of which text in which font and width this is the layout.
+    std::string bytes;
+    uint64_t strike = 0;
+    bool single_line = false;
+    int64_t most = 0;
+
     std::u32string text;
     std::vector<Line> lines;
     int width = 0;
+    std::array<Picture, 2> pictures; // of a text of one line; two: a row that is current or not
 };
 
 bool is_chinese(char32_t c) {
@@ -162,14 +178,60 @@ void break_lines(Layout &layout, Strike &strike, int64_t most) {
     for (const Line &line : layout.lines) layout.width = std::max(layout.width, line.width);
 }
 
-// The buffers stay for the next text: drawing warm allocates nothing.
+// The texts drawn or measured lately, the last one first. The buffers stay for the next text.
+constexpr size_t most_layouts = 64, longest_kept = 1024, least_picture_bytes = 8u << 20;
+constexpr int64_t most_picture_pixels = 1 << 19; // while it is made
+
+struct KnownLayouts {
+    std::list<Layout> layouts;
+    Layout longer; // the last text that was too long to keep
+    size_t picture_bytes = 0;
+
+    void drop(Picture &picture) {
+        if (picture.pixels) picture_bytes -= picture.pixels->size() * sizeof(uint32_t);
+        picture = {};
+    }
+    void drop_pictures(Layout &layout) {
+        for (Picture &picture : layout.pictures) drop(picture);
+    }
+    // Makes room by forgetting the pictures of the texts that were not seen for longest.
+    void keep(Picture &picture, std::vector<uint32_t> pixels, size_t most_bytes) {
+        picture_bytes += pixels.size() * sizeof(uint32_t);
+        for (auto old = layouts.rbegin(); picture_bytes > most_bytes && old != std::prev(layouts.rend()); ++old)
+            drop_pictures(*old);
+        picture.pixels = std::make_shared<const std::vector<uint32_t>>(std::move(pixels));
+    }
+    Layout &front_of(std::list<Layout>::iterator layout) {
+        layouts.splice(layouts.begin(), layouts, layout);
+        return layouts.front();
+    }
+    Layout &oldest() {
+        if (layouts.size() < most_layouts) layouts.emplace_back();
+        drop_pictures(layouts.back());
+        return front_of(std::prev(layouts.end()));
+    }
+};
+KnownLayouts &known_layouts() {
+    thread_local KnownLayouts known;
+    return known;
+}
+
 Layout &layout_text(Strike &strike, std::string_view bytes, UINT format, int64_t width) {
-    thread_local Layout layout;
+    KnownLayouts &known = known_layouts();
+    const bool single_line = (format & DT_SINGLELINE) != 0;
+    const int64_t most = (format & DT_WORDBREAK) != 0 && !single_line ? std::max<int64_t>(width, 1) : INT32_MAX;
+    const uint64_t id = strike_id(strike);
+    const auto found = std::find_if(known.layouts.begin(), known.layouts.end(), [&](const Layout &l) {
+        return l.strike == id && l.most == most && l.single_line == single_line && l.bytes == bytes;
+    });
+    if (found != known.layouts.end()) return known.front_of(found);
+    Layout &layout = bytes.size() > longest_kept ? known.longer : known.oldest();
+    if (&layout != &known.longer) layout.bytes = bytes;
+    layout.strike = id, layout.single_line = single_line, layout.most = most;
     layout.text.clear();
     append_decoded(bytes, layout.text);
-    settle_controls(layout.text, (format & DT_SINGLELINE) != 0);
-    const bool wraps = (format & DT_WORDBREAK) != 0 && (format & DT_SINGLELINE) == 0;
-    break_lines(layout, strike, wraps ? std::max<int64_t>(width, 1) : INT32_MAX);
+    settle_controls(layout.text, single_line);
+    break_lines(layout, strike, most);
     return layout;
 }
 
@@ -205,16 +267,81 @@ pixman_image_t *make_ink(gal_pixel color) {
 
 bool shows_something(std::u32string_view text) { return text.find_first_not_of(U" \n\u3000") != text.npos; }
 
+// Blends the text's only line on its ground beside the screen.
+void make_picture(const Canvas &c, Picture &picture, Strike &strike, const Layout &layout) {
+    const int beyond = strike_height(strike), width = layout.width + 2 * beyond, height = 3 * beyond;
+    std::vector<uint32_t> canvas(static_cast<size_t>(width) * static_cast<size_t>(height), picture.ground);
+    pixman_image_t *page = pixman_image_create_bits_no_clear(PIXMAN_x8r8g8b8, width, height, canvas.data(), width * 4);
+    pixman_image_t *ink = make_ink(picture.ink);
+    strike_draw(strike, page, ink, {beyond, beyond, 0, width, layout.text});
+    pixman_image_unref(ink);
+    pixman_image_unref(page);
+    RECT r{width, height, 0, 0};
+    for (int at = 0; at < width * height; ++at) {
+        if (canvas[static_cast<size_t>(at)] == picture.ground) continue;
+        const int x = at % width, y = at / width;
+        r = {std::min(r.left, x), std::min(r.top, y), std::max(r.right, x + 1), std::max(r.bottom, y + 1)};
+    }
+    picture.made = true;
+    if (rect_empty(r)) return;
+    picture.place = {r.left - beyond, r.top - beyond, r.right - beyond, r.bottom - beyond};
+    std::vector<uint32_t> pixels;
+    for (int y = r.top; y < r.bottom; ++y) {
+        const auto line = canvas.begin() + ptrdiff_t{y} * width;
+        pixels.insert(pixels.end(), line + r.left, line + r.right);
+    }
+    // A screen full of rows, each current or not, has to fit.
+    const size_t screen = static_cast<size_t>(c.target.width) * static_cast<size_t>(c.target.height) * sizeof(uint32_t);
+    known_layouts().keep(picture, std::move(pixels), std::max(screen, least_picture_bytes));
+}
+
+// Null at the first sight.
+const Picture *picture_of(const Canvas &c, Layout &layout, Strike &strike, gal_pixel ground) {
+    const gal_pixel ink = c.text_color;
+    const auto wanted = [&](const Picture &p) { return p.ink == ink && p.ground == ground; };
+    auto &[last, other] = layout.pictures;
+    if (!wanted(last)) std::swap(last, other);
+    if (wanted(last) && (last.seen || last.made)) {
+        if (!last.made) make_picture(c, last, strike, layout);
+        return &last;
+    }
+    known_layouts().drop(last);
+    last.ink = ink, last.ground = ground, last.seen = true;
+    return nullptr;
+}
+
+// Where the ground of a text of one line has one colour, what it will look like is copied. False: it has to be blended.
+bool copy_picture(Canvas &c, Strike &strike, Layout &layout, const RECT &line) {
+    const int middle = line.top + RECTH(line) / 2;
+    const Solid solid = canvas_solid(c, {line.left, middle, line.right, middle + 1});
+    const bool plain = c.bk_mode == BM_TRANSPARENT && layout.lines.size() == 1 && !layout.bytes.empty();
+    const int64_t height = strike_height(strike), pixels_made = (layout.width + 2 * height) * 3 * height;
+    if (!plain || pixels_made > most_picture_pixels || c.clip.boxes().size() != 1) return false;
+    if (rect_empty(solid.rect)) return false;
+    const Picture *picture = picture_of(c, layout, strike, solid.color);
+    if (!picture || !picture->pixels) return picture != nullptr;
+    const RECT &p = picture->place;
+    const RECT to{line.left + p.left, line.top + p.top, line.left + p.right, line.top + p.bottom};
+    const Solid under = canvas_solid(c, to);
+    if (!vcore::contains(under.rect, to) || under.color != solid.color || !vcore::contains(c.clip.extents(), to)) return false;
+    canvas_copy(c, to, picture->pixels);
+    return true;
+}
+
 // Draws the lines within the canvas's clip.
-void draw_lines(Canvas &c, Strike &strike, const Layout &layout, const RECT &box, UINT format) {
+void draw_lines(Canvas &c, Strike &strike, Layout &layout, const RECT &box, UINT format) {
     const int height = strike_height(strike);
     const RECT reach = c.clip.extents();
     if (!c.page || rect_empty(reach)) return;
+    if (layout.lines.empty()) return;
+    if (copy_picture(c, strike, layout, line_rect(layout, 0, box, height, format))) return;
     RECT lines{};
     for (size_t n = 0; n < layout.lines.size(); ++n) lines = rect_around(lines, line_rect(layout, n, box, height, format));
     // Strokes may reach a little beyond their line.
     const int beyond = height / 4;
-    canvas_begin(c, {lines.left - beyond, lines.top - beyond, lines.right + beyond, lines.bottom + beyond}, false);
+    const RECT strokes{lines.left - beyond, lines.top - beyond, lines.right + beyond, lines.bottom + beyond};
+    if (rect_empty(rect_common(strokes, reach))) return;
+    canvas_begin(c, strokes, false);
     pixman_image_set_clip_region32(c.page, c.clip.get());
     pixman_image_t *ink = make_ink(c.text_color);
     for (size_t n = 0; n < layout.lines.size(); ++n) {
@@ -229,7 +356,7 @@ void draw_lines(Canvas &c, Strike &strike, const Layout &layout, const RECT &box
     pixman_image_unref(ink);
 }
 
-void draw_block(Canvas &c, Strike &strike, const Layout &layout, const RECT &box, UINT format) {
+void draw_block(Canvas &c, Strike &strike, Layout &layout, const RECT &box, UINT format) {
     RECT covered{};
     for (size_t n = 0; n < layout.lines.size(); ++n) {
         const RECT r = line_rect(layout, n, box, strike_height(strike), format);
@@ -246,7 +373,7 @@ int DrawText(HDC hdc, const char *text, int len, RECT *rect, UINT format) {
     Canvas *c = canvas_of(hdc);
     if (!c || !rect) return 0;
     const auto strike = font_strike(c->font);
-    const Layout &layout =
+    Layout &layout =
         layout_text(*strike, bytes_of(text, len), format, int64_t{rect->right} - rect->left);
     const auto used = static_cast<int64_t>(layout.lines.size()) * strike_height(*strike);
     const auto height = static_cast<int>(std::min<int64_t>(used, 1 << 28));
@@ -261,7 +388,6 @@ int DrawText(HDC hdc, const char *text, int len, RECT *rect, UINT format) {
         return height;
     }
     if (rect_empty(box)) return height;
-    canvas_fill_ground(*c);
     vcore::Region before = c->clip;
     c->clip.intersect(box);
     draw_block(*c, *strike, layout, box, format);
@@ -273,7 +399,7 @@ int TextOut(HDC hdc, int x, int y, const char *text) {
     Canvas *c = canvas_of(hdc);
     if (!c) return 0;
     const auto strike = font_strike(c->font);
-    const Layout &layout = layout_text(*strike, bytes_of(text, -1), DT_SINGLELINE, 0);
+    Layout &layout = layout_text(*strike, bytes_of(text, -1), DT_SINGLELINE, 0);
     draw_block(*c, *strike, layout, page_rect(*c, x, y, x, y), DT_NOCLIP);
     return layout.width;
 }

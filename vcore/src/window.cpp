@@ -29,15 +29,23 @@ Table &table() {
 }
 
 int g_depth = 0;
-int64_t g_excluded_ns = 0;
+int64_t g_excluded_ns = 0, g_ended = 0;
+HWND g_found_handle = HWND_NULL; // most messages are for the window of the one before
+const WindowRef *g_found = nullptr;
+const WindowRef NONE;
 } // namespace
 
-WindowRef window_find(HWND handle) {
+const WindowRef &window_find(HWND handle) {
+    if (g_found && handle == g_found_handle) return *g_found;
     const auto found = table().windows.find(handle);
-    return found == table().windows.end() ? nullptr : found->second;
+    if (found == table().windows.end()) return NONE;
+    g_found_handle = handle;
+    g_found = &found->second;
+    return found->second;
 }
 
 bool window_exists(HWND handle) {
+    if (tp_is_gui_thread()) return window_find(handle) != nullptr;
     const std::lock_guard lock(table().mutex);
     return table().windows.contains(handle);
 }
@@ -55,6 +63,7 @@ void window_forget(const Window &window) {
     std::erase(table().mains, &window);
     timers_of_window_end(window.handle);
     input_window_ends(window.handle);
+    g_found = nullptr;
     const std::lock_guard lock(table().mutex);
     table().windows.erase(window.handle);
 }
@@ -81,6 +90,7 @@ DispatchScope::DispatchScope() { ++g_depth; }
 DispatchScope::~DispatchScope() { --g_depth; }
 int dispatch_depth() { return g_depth; }
 void exclude_from_procedure_time(int64_t ns) { g_excluded_ns += ns; }
+int64_t procedure_ended() { return g_ended; }
 
 LRESULT window_call(const WindowRef &window, UINT message, WPARAM wParam, LPARAM lParam) {
     const WindowRef alive = window; // the procedure may destroy it
@@ -91,7 +101,8 @@ LRESULT window_call(const WindowRef &window, UINT message, WPARAM wParam, LPARAM
         const DispatchScope scope;
         result = alive->proc(alive->handle, message, wParam, lParam);
     }
-    const int64_t total = tp_clock_to_kernel_ns(tp_clock_mono_ns() - start);
+    g_ended = tp_clock_mono_ns();
+    const int64_t total = tp_clock_to_kernel_ns(g_ended - start);
     const int64_t own = total - (g_excluded_ns - excluded_before);
     g_excluded_ns = excluded_before + total;
     if (own > SLOW_CALL_NS)

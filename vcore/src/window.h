@@ -48,7 +48,8 @@ struct Window {
 using WindowRef = std::shared_ptr<Window>;
 
 // ---- table (window.cpp)
-WindowRef window_find(HWND handle);          // null for a dead or foreign handle
+// Null for a dead or foreign handle. Who runs the program's code keeps a copy, not the reference.
+const WindowRef &window_find(HWND handle);
 bool window_exists(HWND handle);             // any thread
 WindowRef window_add();                      // a new window with a handle that was never used before
 void window_forget(const Window &window);
@@ -70,6 +71,7 @@ public:
 };
 int dispatch_depth();
 void exclude_from_procedure_time(int64_t ns); // the GUI thread only waited
+int64_t procedure_ended();                    // when the last one did, scaled monotonic nanoseconds
 
 // ---- controls (control.cpp)
 void controls_forget_classes();
@@ -97,7 +99,7 @@ void activate_topmost_if_lost();             // after hiding and destroying
 // ---- regions (order.cpp)
 Region visible_region(const Window &window, bool without_children); // screen coordinates
 void invalidate_tree(Window &window, const Region &region, bool erase);
-WindowRef window_at(int x, int y);           // the topmost shown window or control
+const WindowRef &window_at(int x, int y);    // the topmost shown window or control
 
 // ---- painting (paint.cpp)
 // The next window that has to be painted in this round, or null.
@@ -105,6 +107,7 @@ WindowRef paint_next();
 bool paint_wanted();                         // in this or a later round
 void paint_end_round();
 void paint_show();                           // what was drawn; contexts that are open go on drawing on the hidden page
+void paint_show_if_late();                   // between messages: the same after 8 ms of them, if nobody waits for a paint
 void paint_forget_contexts();
 // The paint message: erases, calls the procedure, and takes what is left of the invalid region.
 LRESULT paint_dispatch(const WindowRef &window);
