@@ -8,14 +8,23 @@
 
 #include "adbd_connection/at_thread.h"
 #include "AgingTest/aging_files.h"
+#include "AgingTest/aging_resets.h"
+#include "AgingTest/mmi_testwnd_AgingTest_AutoTest.h"
 #include "base/guard.h"
 #include "base/log_door.h"
 #include "config/main_config.h"
 #include "device/diag_log.h"
 #include "device/factory_slots.h"
+#include "rf/coupling.h"
 #include "shell/iconlet.h"
 #include "shell/main_menu.h"
 #include "shell/shell_actions.h"
+#include "testwnd/mmi_testwnd_battery.h"
+#include "testwnd/mmi_testwnd_cards.h"
+#include "testwnd/mmi_testwnd_poweroff.h"
+#include "wifi/connection.h"
+#include "wifi/settings.h"
+#include "wifi/udp_echo.h"
 
 namespace {
 constexpr const char *TAG = "VXO_TKI";
@@ -30,7 +39,29 @@ int language_source(const char *key, char *out) {
     return 0;
 }
 
-void register_shell_actions() { g_shell_actions.check_aging_cfg_exist = Check_AgingCfg_Exist; }
+void power_off() {
+    Delete_AgingRebootFile();
+    aging_expect_reset("power off");
+    mmi_CreatePowerOffWnd();
+}
+
+void register_shell_actions() {
+    g_shell_actions.check_aging_cfg_exist = Check_AgingCfg_Exist;
+    g_shell_actions.check_auto_aging = [] { return check_auto_aging() == 1; };
+    g_shell_actions.aging_list_entry = mmi_AgingTestEntry;
+    g_shell_actions.aging_start_entry = mmi_AgingTest_Start_Entry;
+    g_shell_actions.coupling_entry = mmi_testwnd_Coupling_Entry;
+    g_shell_actions.card_read_config = Current_simsdcard_testwnd_GetConfigParas;
+    g_shell_actions.power_off_entry = power_off;
+    g_shell_actions.wifi_read_config = MMI_WiFi_GetConfigParas;
+    g_shell_actions.wifi_probe_connect = wifi_probe_connect;
+    g_shell_actions.wifi_probe_udp = [] { return wifi_udp_runs() ? 0 : 3; };
+    g_shell_actions.wifi_probe_monitor = wifi_probe_monitor;
+    g_shell_actions.wifi_connect_start = WiFiConThreadStart;
+    g_shell_actions.wifi_close = [](int) { wifi_close_soon(); };
+    g_shell_actions.wifi_udp_stop = wifi_udp_stop;
+    g_shell_actions.wifi_monitor_start = wifi_status_monitor_thread_start;
+}
 
 void start_battery_service() {
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "TKI_API_BatteryService_StartService begin");
@@ -75,6 +106,7 @@ int main(int, char **, char **) {
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s begin", NAME);
     if (!bring_up()) return -1;
     start_battery_service();
+    battery_test_recover();
     register_shell_actions();
     // A handset in the middle of a reboot cycle does not listen to the PC.
     if (!Check_AgingCfg_Exist()) AtThreadStart();
@@ -85,6 +117,7 @@ int main(int, char **, char **) {
         park_reduced();
     }
     tki_initlog();
+    aging_at_start();
     kmt_CreateMainMenuWnd();
     tp_os_sema_get(nullptr, -1);
     return 0;

@@ -31,6 +31,10 @@ constexpr int32_t normalised(int result) { return result != 0 ? 1 : 0; }
 constexpr int32_t always(int) { return 1; }
 // Decimal value of an argument; nothing counts as 0. False for anything else, which is refused.
 bool decimal_argument(const char *text, int *value);
+inline int by_number(const char *text, int (*entry)(int)) {
+    int number = 0;
+    return decimal_argument(text, &number) ? entry(number) : 0;
+}
 
 int32_t AutoTest_Vibrator_Start(const char *, int32_t, char *, int32_t);
 int32_t AutoTest_Vibrator_Stop(const char *, int32_t, char *, int32_t);

@@ -1,4 +1,4 @@
-// Handlers of the vibrator, the panel and the keys.
+// Handlers of the vibrator, the panel, the keys and the touch panel.
 #include <cstdlib>
 #include <cstring>
 
@@ -11,15 +11,6 @@ constexpr int VIBRATE_PCBA_MS = 15000;
 constexpr int BACKLIGHT_DEFAULT = 102;
 enum { WHITE, RED, GREEN, BLUE, BLACK };
 
-int backlight_from(const char *text) {
-    int level = 0;
-    return decimal_argument(text, &level) ? mmi_AutoTest_LCDBacklight(level) : 0;
-}
-
-int picture_from(const char *text) {
-    int number = 0;
-    return text && decimal_argument(text, &number) ? mmi_AutoTest_PW_ShowPicture(number) : 0;
-}
 } // namespace
 
 bool decimal_argument(const char *text, int *value) {
@@ -50,7 +41,7 @@ VXO_COMMAND(AutoTest_AUX_LCD_Blue_Start, normalised(mmi_AutoTest_AUX_LCDColorTes
 VXO_COMMAND(AutoTest_AUX_LCD_Black_Start, normalised(mmi_AutoTest_AUX_LCDColorTestEntry(BLACK)))
 VXO_COMMAND(AutoTest_AUX_LCD_Stop, normalised(mmi_AutoTest_AUX_LCDColorTest_Stop()))
 
-VXO_COMMAND(AutoTest_LCDBacklight_Start, normalised(backlight_from(bufIn)))
+VXO_COMMAND(AutoTest_LCDBacklight_Start, normalised(by_number(bufIn, mmi_AutoTest_LCDBacklight)))
 VXO_COMMAND(AutoTest_LCDBacklight_Stop, normalised(mmi_AutoTest_LCDBacklight(BACKLIGHT_DEFAULT)))
 VXO_COMMAND(AutoTest_LCD_Wakeup, normalised(mmi_AutoTest_LCD_Wakeup()))
 VXO_COMMAND(AutoTest_LCD_Turnoff, always(mmi_AutoTest_LCD_Turnoff()))
@@ -62,10 +53,13 @@ VXO_COMMAND(AutoTest_DualLCD_Switch_Display, normalised(mmi_AutoTest_DualLCD_Swi
 VXO_COMMAND(AutoTest_CABC_Open, always(mmi_AutoTest_CABC_Set(2)))
 VXO_COMMAND(AutoTest_CABC_Close, always(mmi_AutoTest_CABC_Set(0)))
 VXO_COMMAND(AutoTest_LCDType_Read, normalised(mmi_AutoTest_LCDType_Read(bufOut, maxoutlen)))
-VXO_COMMAND(PixelWorks_Calibrate_ShowPicture, normalised(picture_from(bufIn)))
+VXO_COMMAND(PixelWorks_Calibrate_ShowPicture, normalised(bufIn ? by_number(bufIn, mmi_AutoTest_PW_ShowPicture) : 0))
 VXO_COMMAND(PixelWorks_Calibrate_ShowPicture_Close, normalised(mmi_AutoTest_PW_ShowPicture_Stop()))
 
 VXO_COMMAND(AutoTest_keyboard_Start, normalised(mmi_AutoTest_KeyTestEntry()))
 VXO_COMMAND(AutoTest_keyboard_Stop, normalised(mmi_AutoTest_KeyTest_Stop(bufOut, maxoutlen)))
 VXO_COMMAND_NOTED(PCBAAutotestKeyStart, normalised(PCBAKeyTestStart()))
 VXO_COMMAND_NOTED(PCBAAutotestKeyStop, normalised(PCBAKeyTestStop()))
+
+VXO_COMMAND(AutoTest_touchscreen_Start, normalised(mmi_AutoTest_touchscreenTest_Entry()))
+VXO_COMMAND(AutoTest_touchscreen_Stop, normalised(mmi_AutoTest_touchscreenTest_Stop_Entry()))

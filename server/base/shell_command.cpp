@@ -5,10 +5,16 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <csignal>
 #include <memory>
+#include <paths.h>
+#include <spawn.h>
 #include <sys/wait.h>
+#include <tp_os.h>
+#include <unistd.h>
 
 #include "base/log_door.h"
+#include "base/worker.h"
 
 namespace {
 constexpr const char *TAG = "VXO_TKI";
@@ -40,13 +46,54 @@ int run_command_f(const char *format, ...) {
     return run_command(command);
 }
 
-std::string read_command(const char *command, size_t max) {
-    std::string out;
-    if (!command || !*command) return out;
+// The shell as leader of a process group of its own. -1 when it could not be started.
+static pid_t start_shell(const char *command) {
+    posix_spawnattr_t attributes;
+    if (posix_spawnattr_init(&attributes) != 0) return -1;
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    char shell[] = "sh", option[] = "-c";
+    const std::string text = command;
+    char *argv[] = {shell, option, const_cast<char *>(text.c_str()), nullptr};
+    pid_t child = -1;
+    const int error = posix_spawn(&child, _PATH_BSHELL, nullptr, &attributes, argv, environ);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0 ? child : -1;
+}
+
+int run_command_or_stop(const char *command) {
+    if (!command || !*command || tp_os_thread_stop_requested()) return -1;
+    const std::unique_ptr<TpSema, void (*)(tp_os_sema_t)> ended(tp_os_sema_create(0), tp_os_sema_delete);
+    const pid_t child = ended ? start_shell(command) : -1;
+    if (child < 0) {
+        LOG_E(TAG, "cannot run:%s", command);
+        return -1;
+    }
+    // A wait for a child cannot be left without losing its end, so another thread waits; it leaves the dead one lying,
+    // whose number is therefore nobody else's when it is killed.
+    Worker waiter;
+    const bool waits = waiter.start("command", [child, &ended] {
+        siginfo_t info;
+        while (waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {}
+        tp_os_sema_put(ended.get());
+    });
+    const bool stopped = waits && tp_os_sema_get(ended.get(), -1) != 0;
+    if (stopped) kill(-child, SIGKILL);
+    waiter.join();
+    int status = -1;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {}
+    if (stopped) return -1;
+    if (WIFEXITED(status)) return WEXITSTATUS(status);
+    LOG_E(TAG, "failed,status=%d:%s", status, command);
+    return -1;
+}
+
+// At most max bytes of the output; the exit status as pclose tells it, or -1 when it could not be run.
+static int collect_output(const char *command, std::string &out, size_t max) {
+    if (!command || !*command) return -1;
     FILE *pipe = popen(command, "re");
     if (!pipe) {
         LOG_E(TAG, "cannot run:%s", command);
-        return out;
+        return -1;
     }
     char part[512];
     for (;;) {
@@ -56,8 +103,21 @@ std::string read_command(const char *command, size_t max) {
         if (ferror(pipe) == 0 || errno != EINTR) break;
         clearerr(pipe);
     }
-    if (pclose(pipe) != 0) out.clear();
+    return pclose(pipe);
+}
+
+std::string read_command(const char *command, size_t max) {
+    std::string out;
+    if (collect_output(command, out, max) != 0) out.clear();
     return out;
+}
+
+int executeCMD(const char *command, char *out, int size) {
+    if (!out || size <= 0) return -1;
+    std::string text;
+    const bool ran = collect_output(command, text, static_cast<size_t>(size) - 1) != -1;
+    snprintf(out, static_cast<size_t>(size), ran ? "%s" : "popen %s error\n", ran ? text.c_str() : command ? command : "");
+    return ran ? 0 : -1;
 }
 
 bool argument_is_plain(std::string_view text, std::string_view extra, size_t max) {

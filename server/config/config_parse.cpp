@@ -27,6 +27,18 @@ void put_text(char *out, std::string_view text) {
     if (length > 0) memcpy(out, text.data(), length);
     out[length] = '\0';
 }
+
+// What stands between the brackets; empty when the line is malformed.
+std::string_view domain_name(const char *line) {
+    const char *open = strchr(line, '[');
+    const char *close = strchr(line, ']');
+    return open && close && close > open + 1 ? std::string_view(open + 1, close) : std::string_view();
+}
+
+bool has_domain(const char *line) {
+    const size_t length = domain_name(line).size();
+    return length > 0 && length < CFG_TEXT;
+}
 } // namespace
 
 char *mmi_trim(char *text) {
@@ -38,13 +50,11 @@ char *mmi_trim(char *text) {
 
 int mmi_parse_domain(const char *line, char *out) {
     if (!line || !out) return -1;
-    const char *open = strchr(line, '[');
-    const char *close = strchr(line, ']');
-    if (!open || !close || close <= open + 1) {
+    const std::string_view name = domain_name(line);
+    if (name.empty()) {
         LOG_E(TAG, "2222 fail.");
         return -1;
     }
-    const std::string_view name(open + 1, static_cast<size_t>(close - open - 1));
     if (name.size() >= CFG_TEXT) {
         LOG_E(TAG, "11111 fail.");
         return -1;
@@ -62,28 +72,62 @@ void mmi_parse_equal(const char *line, char *key, char *value) {
     put_text(value, trimmed(equal + 1));
 }
 
-int scan_config_file(const char *path, const char *caller, const LineVisitor &visit) {
+std::optional<ConfigFile> ConfigFile::read(const char *path) {
     const std::unique_ptr<FILE, FileCloser> file(fopen(path, "re"));
-    if (!file) {
-        LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s open %s fail.", caller, path);
-        return -1;
-    }
-    char line[CONFIG_LINE] = {}, domain[CFG_TEXT] = {}, key[CFG_TEXT], value[CFG_TEXT];
+    if (!file) return std::nullopt;
+    ConfigFile result;
+    char line[CONFIG_LINE] = {}, domain[CFG_TEXT] = {}, key[CFG_TEXT] = {}, value[CFG_TEXT] = {};
+    size_t domain_at = 0;
     while (fgets(line, sizeof line, file.get())) {
         if (line[0] == '#') continue;
         if (line[0] == '[') {
-            if (mmi_parse_domain(line, domain) == 0) continue;
-            LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s mmi_parse_domain fail.", caller);
-            return -1;
+            if (!has_domain(line)) {
+                result.malformed_ = line;
+                break;
+            }
+            mmi_parse_domain(line, domain);
+            domain_at = result.keep(domain);
+            continue;
         }
         if (!domain[0]) continue;
-        key[0] = value[0] = '\0'; // no more: start-up reads the file eighty times
+        key[0] = value[0] = '\0';
         mmi_parse_equal(line, key, value);
         const char *name = mmi_trim(key);
         const char *text = mmi_trim(value);
-        if (*name && *text && !visit(domain, name, text)) break;
+        if (*name && *text) result.lines_.push_back({domain_at, result.keep(name), result.keep(text)});
     }
-    return 0;
+    return result;
+}
+
+size_t ConfigFile::keep(const char *text) {
+    const size_t at = texts_.size();
+    texts_.append(text, strlen(text) + 1);
+    return at;
+}
+
+int ConfigFile::scan(const char *caller, const LineVisitor &visit) const {
+    const char *texts = texts_.data();
+    for (const Line &line : lines_)
+        if (!visit(texts + line.domain, texts + line.key, texts + line.value)) return 0;
+    if (malformed_.empty()) return 0;
+    char domain[CFG_TEXT];
+    mmi_parse_domain(malformed_.c_str(), domain); // tells what is wrong
+    LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s mmi_parse_domain fail.", caller);
+    return -1;
+}
+
+int scan_config_file(const char *path, const char *caller, const LineVisitor &visit) {
+    if (const ConfigFile *held = HeldConfig::find(path)) return held->scan(caller, visit);
+    const std::optional<ConfigFile> file = ConfigFile::read(path);
+    if (file) return file->scan(caller, visit);
+    LOG_RAW(ANDROID_LOG_ERROR, TAG, "%s open %s fail.", caller, path);
+    return -1;
+}
+
+HeldConfig::HeldConfig(const char *path) : path_(path), file_(ConfigFile::read(path)) { newest_ = this; }
+HeldConfig::~HeldConfig() { newest_ = nullptr; }
+const ConfigFile *HeldConfig::find(const char *path) {
+    return newest_ && newest_->file_ && newest_->path_ == path ? &*newest_->file_ : nullptr;
 }
 
 int tki_config_parse_parameter(const char *text, ConfigPara *records, int max) {

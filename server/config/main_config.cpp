@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "base/log_door.h"
 #include "config/config_lines.h"
@@ -126,9 +127,12 @@ int read_log_paths() {
 
 int Get_CfgValue(const char *path, const char *domain, const char *key, char *out, const char *def) {
     if (!path || !domain || !key || !out) return -1;
+    const char *seen = nullptr; // the domain of the line before
+    bool ours = false;
     const auto visit = [&](const char *file_domain, const char *file_key, const char *value) {
         // The file's names are prefixes of those asked for, not equal to them: files list longer keys first.
-        if (!is_prefix(file_domain, domain) || !is_prefix(file_key, key)) return true;
+        if (std::exchange(seen, file_domain) != file_domain) ours = is_prefix(file_domain, domain);
+        if (!ours || !is_prefix(file_key, key)) return true;
         copy_without_last(out, value);
         return false;
     };
@@ -208,6 +212,7 @@ int mmi_initLangCfg() {
 
 int mmi_initconfig() {
     LOG_D(TAG, "begin");
+    const HeldConfig held(MAIN_FILE); // some eighty keys are looked up
     Get_MonomerPreviewTestItem_Config();
     Get_TestItem_Config(0);
     char language[CFG_TEXT] = {};

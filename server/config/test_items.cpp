@@ -155,3 +155,10 @@ int test_item_parameters(const char *domain, ConfigPara *records, int max) {
     const int row = tki_config_Get_TestItem_Config_Paras(domain);
     return row < 0 ? 0 : tki_config_parse_parameter(TestItemWinMenu_TOTAL[row].parameter, records, max);
 }
+
+int parameter_value(const ConfigPara *records, int count, const char *name, const char *def, std::string *text) {
+    char value[CFG_TEXT] = {};
+    tki_config_get_para_value(records, count, name, value, sizeof value - 1, def);
+    if (text) *text = value;
+    return atoi(value);
+}

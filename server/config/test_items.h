@@ -54,3 +54,5 @@ int tki_config_Get_TestItem_Config_Paras(const char *domain);
 int Check_AllTestWnd_Closed();
 // Splits the parameter text of the item named by domain; the number of pairs (0 when there is no such item).
 int test_item_parameters(const char *domain, ConfigPara *records, int max);
+// The number that a pair gives, def where there is no such pair; text: as it is written.
+int parameter_value(const ConfigPara *records, int count, const char *name, const char *def = "0", std::string *text = nullptr);

@@ -2,6 +2,7 @@
 // hardware only through these; optional slots may be null and are tested before use.
 #pragma once
 
+#include <cstring>
 #include <tki_factory.h>
 #include <vxo_vcoredevice.h>
 
@@ -81,6 +82,19 @@ int tki_init_libvxo_vcoredevice_dll();
 void *core_device_handle();
 // Binds one function later from the factory library's handle under the caller's tag; 0 or -1 with its log lines.
 int bind_factory_symbol(const char *tag, const char *symbol, void **slot);
+// The same into a typed pointer; it stays as it is when the symbol is missing.
+template <class Function> bool bind_factory_function(const char *tag, const char *symbol, Function *function) {
+    void *found = nullptr;
+    if (bind_factory_symbol(tag, symbol, &found) != 0) return false;
+    memcpy(function, &found, sizeof found);
+    return true;
+}
+// Binds it and calls it; -1 when the symbol is missing.
+template <class Function, class... Arguments>
+int call_factory_function(const char *tag, const char *symbol, Arguments... arguments) {
+    Function function = nullptr;
+    return bind_factory_function(tag, symbol, &function) ? function(arguments...) : -1;
+}
 
 int func_temp(int value);
 int mmi_ReadFuncTestInfoFlags(int byte_index);

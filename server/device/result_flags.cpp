@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -154,26 +156,39 @@ int CheckParaResult(const char *text, int limit, int bmax) {
     return 0;
 }
 
+namespace {
+// The whole text as a decimal number; nothing when it is none.
+std::optional<int> number_of(std::string_view text) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+} // namespace
+
 int mmi_AutoTest_testinfo_Read(const char *command, char *out, int maxoutlen) {
     if (!command || !out || maxoutlen <= 0 || !strstr(command, "read")) return 0;
-    if (!strchr(command, ',')) {
+    const char *comma = strchr(command, ',');
+    if (!comma) {
         LOG_RAW(ANDROID_LOG_ERROR, "TESTINFO", "%s::not found testinfo index", __func__);
         return 0;
     }
+    const std::optional<int> station = number_of({command, comma});
     Area area;
-    if (!tki_api_GetTestInfoFlag || !read_area(area)) return 0;
-    snprintf(out, static_cast<size_t>(maxoutlen), "%d", GetSign(area.data(), atoi(command)));
+    if (!station || !tki_api_GetTestInfoFlag || !read_area(area)) return 0;
+    snprintf(out, static_cast<size_t>(maxoutlen), "%d", GetSign(area.data(), *station));
     return 1;
 }
 
 int mmi_AutoTest_testinfo_Write(const char *command) {
     if (!command) return 0;
-    const std::string text(command, strnlen(command, 255));
-    const size_t mark = text.find(",write");
-    const size_t comma = text.find(',');
-    if (mark == std::string::npos || comma >= mark) return 0; // the only comma may be the mark's
-    const std::string value = text.substr(comma + 1, mark - comma - 1);
-    if (value.empty()) return 0;
-    mmi_write_testinfo_single_byte(atoi(text.c_str()), atoi(value.c_str()));
+    constexpr std::string_view MARK = ",write";
+    const std::string_view text(command, strnlen(command, 255));
+    if (!text.ends_with(MARK)) return 0;
+    const std::string_view pair = text.substr(0, text.size() - MARK.size());
+    const size_t comma = pair.find(',');
+    if (comma == pair.npos) return 0; // the only comma may not be the mark's
+    const std::optional<int> station = number_of(pair.substr(0, comma)), value = number_of(pair.substr(comma + 1));
+    if (!station || !value) return 0; // a verdict for a station that was not named would be lost on another
+    mmi_write_testinfo_single_byte(*station, *value);
     return 1;
 }

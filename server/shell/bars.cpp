@@ -263,3 +263,12 @@ void tp_batteryshow_set_text_items(const char *left, const char *middle, const c
 void tp_batteryshow_set_text_items_byIndex(const char *text, int index) { battery.set(index, text); }
 void tp_batteryshow_set_text_col(int color_index) { battery.set_color(color_index); }
 void tp_batteryshow_update() { battery.update(); }
+
+void show_bar_texts(const char *title, const char *left, const char *middle, const char *right) {
+    tp_skb_show(true);
+    tp_skb_set_text_items(left, middle, right);
+    tp_skb_set_text_col(19);
+    tp_skb_update();
+    tp_batteryshow_set_text_items_byIndex(title, 1);
+    tp_batteryshow_update();
+}

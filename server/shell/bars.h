@@ -20,3 +20,5 @@ void tp_batteryshow_set_text_items(const char *left, const char *middle, const c
 void tp_batteryshow_set_text_items_byIndex(const char *text, int index);
 void tp_batteryshow_set_text_col(int color_index);
 void tp_batteryshow_update();
+// A window that came to the front: shows both bars with its title and soft keys, in the normal colour.
+void show_bar_texts(const char *title, const char *left, const char *middle, const char *right);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char *TAG = "TKI_MAIN";
 constexpr int ROWS = 4, PRETEST_FROM = 2;
-constexpr int ID_TITLE = 20, ID_LIST = 21;
+constexpr int ID_TITLE = 20;
 enum { ROW_AUTO = 0, ROW_ITEMS = 1, ROW_PRETEST1 = 2, ROW_PRETEST2 = 3 };
 constexpr int PASSED = 1;
 
@@ -82,10 +82,8 @@ int build(HWND hwnd) {
     const HWND title = CreateWindowEx("static", lang_text("title_DeviceTest"), 0x8400101, 0, ID_TITLE, 0, 0,
                                       screen_width(), status_bar_height(), hwnd, 0);
     SetWindowFont(title, g_font_title);
-    const HWND sv = CreateWindowEx("scrollview", "", 0x48400008, 0, ID_LIST, 0, 0, screen_width(),
-                                   screen_height() - softkey_bar_height(), hwnd, 0);
-    SetWindowFont(sv, g_font_menu);
-    scrollview_set_itemdraw(sv, mmi_DeviceTestDrawItem);
+    const RECT list{0, 0, screen_width(), screen_height() - softkey_bar_height()};
+    const HWND sv = create_shell_list(hwnd, list, g_font_menu, mmi_DeviceTestDrawItem);
     scrollview_set_choose_key(sv, KEY_START); // key 60 closes this list
     bool ok = false;
     const int pretest = main_config_int("MMI", "pretest_menu_enable", "0", &ok);
@@ -95,9 +93,7 @@ int build(HWND hwnd) {
         std::snprintf(row.row.text, sizeof row.row.text, "%s", lang_text(row.key).text);
         scrollview_add_item(sv, row_height(), row.row.index, row.row.text);
     }
-    scrollview_set_current(sv, 0, true);
-    SetNotificationCallback(sv, ScrollViewProc);
-    SetFocus(sv);
+    offer_shell_list(sv, ScrollViewProc);
     read_results();
     return 0;
 }
@@ -112,24 +108,14 @@ bool idle(const char *message) {
 void refresh(WPARAM wParam) {
     if (!idle("MSG_ACTIVE") || wParam != 1) return;
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "mmi_DeviceTestWndProc wParam=TRUE");
-    tp_skb_show(true);
-    tp_skb_set_text_items("", "", lang_text("softkeybar_back"));
-    tp_skb_set_text_col(19);
-    tp_skb_update();
-    tp_batteryshow_set_text_items_byIndex(lang_text("title_DeviceTest"), 1);
-    tp_batteryshow_update();
+    show_bar_texts(lang_text("title_DeviceTest"), "", "", lang_text("softkeybar_back"));
 }
 
 void paint(HWND hwnd) {
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "mmi_DeviceTestWndProc MSG_PAINT begin");
     const bool line = idle("MSG_PAINT");
     HDC hdc = BeginPaint(hwnd);
-    if (line) {
-        SetPenWidth(hdc, 3);
-        SetPenColor(hdc, SysPixelIndex[10]);
-        MoveTo(hdc, 0, 0);
-        LineTo(hdc, screen_width(), 0);
-    }
+    if (line) draw_top_line(hdc);
     EndPaint(hwnd, hdc);
 }
 

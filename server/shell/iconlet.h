@@ -1,4 +1,5 @@
-// The icon-list control: a grid of items with a text and a picture, one of them current. GUI thread.
+// The icon-list control: rows of three items with a text and a picture, one of them current. Scrolls by dragging and follows
+// the current item, which keys 103 and 108 move. GUI thread.
 #pragma once
 
 #include <tp_gui.h>

@@ -57,37 +57,19 @@ void read_results() {
 void build(HWND hwnd) {
     RECT client{};
     GetClientRect(hwnd, &client);
-    const HWND sv = CreateWindowEx("scrollview", "", 0x48400008, 0, ID_LIST, 0, 3, client.right,
-                                   client.bottom - 3, hwnd, 0);
-    SetWindowFont(sv, g_font_menu);
-    scrollview_set_itemdraw(sv, draw_item);
+    client.top = 3;
+    const HWND sv = create_shell_list(hwnd, client, g_font_menu, draw_item);
     for (const TestItemNode *node = g_testitem_list; node; node = node->pNodeNext)
         scrollview_add_item(sv, row_height(),
                             static_cast<uintptr_t>(static_cast<intptr_t>(node->testitem.testinfo_index)),
                             lang_text(node->testitem.name));
-    scrollview_set_current(sv, 0, true);
-    SetNotificationCallback(sv, clicked);
-    SetFocus(sv);
+    offer_shell_list(sv, clicked);
 }
 
 void refresh(HWND hwnd) {
     read_results();
-    tp_skb_show(true);
-    tp_skb_set_text_items("", "", lang_text("softkeybar_back"));
-    tp_skb_set_text_col(19);
-    tp_skb_update();
-    tp_batteryshow_set_text_items_byIndex(lang_text("menu_ItemTest"), 1);
-    tp_batteryshow_update();
+    show_bar_texts(lang_text("menu_ItemTest"), "", "", lang_text("softkeybar_back"));
     InvalidateRect(GetDlgItem(hwnd, ID_LIST), nullptr, true);
-}
-
-void paint(HWND hwnd) {
-    HDC hdc = BeginPaint(hwnd);
-    SetPenWidth(hdc, 3);
-    SetPenColor(hdc, SysPixelIndex[10]);
-    MoveTo(hdc, 0, 0);
-    LineTo(hdc, screen_width(), 0);
-    EndPaint(hwnd, hdc);
 }
 
 LRESULT item_list_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -99,7 +81,7 @@ LRESULT item_list_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
         if (wParam == 1) refresh(hwnd);
         break;
     case MSG_PAINT:
-        paint(hwnd);
+        paint_top_line(hwnd);
         return 0;
     case MSG_KEYDOWN:
         if (wParam != KEY_FAIL && wParam != KEY_CLOSE) break;

@@ -101,30 +101,17 @@ void build(HWND hwnd) {
     LOG_RAW(ANDROID_LOG_DEBUG, MENU_TAG, "g_ptScreenInfo.height = %d", screen_height());
     const RECT battery{0, 0, screen_width(), status_bar_height()};
     const RECT softkeys{0, screen_height() - softkey_bar_height(), screen_width(), screen_height()};
-    const HWND sv = CreateWindowEx("scrollview", "", 0x48400008, 0, 21, 0, 0, screen_width(),
-                                   static_cast<int>(row_height() * 5.5), hwnd, 0);
-    SetWindowFont(sv, g_font_menu);
-    scrollview_set_itemdraw(sv, mmi_SVDrawItem);
+    const RECT list{0, 0, screen_width(), static_cast<int>(row_height() * 5.5)};
+    const HWND sv = create_shell_list(hwnd, list, g_font_menu, mmi_SVDrawItem);
     const int count = add_rows(sv);
     if (count > MENU_ROWS) {
         LOG_RAW(ANDROID_LOG_DEBUG, MENU_TAG, "item num:%d,max:%d.", count, MENU_ROWS);
         return;
     }
-    scrollview_set_current(sv, 0, true);
-    SetNotificationCallback(sv, ScrollViewProc);
-    SetFocus(sv);
+    offer_shell_list(sv, ScrollViewProc);
     svr_create_softkeybar(hwnd, &softkeys);
     svr_create_batteryshow(hwnd, &battery);
     battery_set_title_sink(TitleInfoShow);
-}
-
-void paint(HWND hwnd) {
-    HDC hdc = BeginPaint(hwnd);
-    SetPenWidth(hdc, 3);
-    SetPenColor(hdc, SysPixelIndex[10]);
-    MoveTo(hdc, 0, 0);
-    LineTo(hdc, screen_width(), 0);
-    EndPaint(hwnd, hdc);
 }
 
 void close(HWND hwnd) {
@@ -151,15 +138,6 @@ void register_battery_observers() {
                                              reinterpret_cast<tki_observer>(batteryTemperatureobserver_cb));
     TKI_API_BatteryService_register_Observer(TKI_OBSERVER_VOLT,
                                              reinterpret_cast<tki_observer>(batteryVoltobserver_cb));
-}
-
-void run_message_loop(HWND hwnd) {
-    MSG msg;
-    while (GetMessage(&msg, hwnd)) {
-        TranslateMessage(&msg);
-        DispatchMessage(&msg);
-    }
-    MainWindowThreadCleanup(hwnd);
 }
 
 } // namespace
@@ -200,7 +178,7 @@ LRESULT mmi_ExampleWin_MenuWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARA
         menu_wifi_changed(hwnd);
         break;
     case MSG_PAINT:
-        paint(hwnd);
+        paint_top_line(hwnd);
         return 0;
     case MSG_CREATEDIALG:
         return menu_create_dialog(hwnd, wParam, static_cast<int>(lParam));

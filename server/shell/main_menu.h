@@ -31,6 +31,14 @@ RECT test_window_rect();   // between the bars: (0, 10 + W/12) to (W, H - (10 + 
 HWND create_shell_window(WNDPROC proc, HWND host, const RECT &rect, const char *caption = "", DWORD style = 0x28400000,
                          uintptr_t add_data = 0);
 
+// A list of rows, and what makes it answer once it holds them. GUI thread.
+HWND create_shell_list(HWND parent, const RECT &rect, PLOGFONT font, SVITEM_DRAWFUNC draw, DWORD style = 0x48400008,
+                       DWORD ex_style = 0);
+void offer_shell_list(HWND list, NOTIFPROC chosen); // first row current, focus
+void draw_top_line(HDC hdc);       // of a window that begins below the status bar
+void paint_top_line(HWND hwnd);    // the answer to MSG_PAINT of a window that has nothing else
+void run_message_loop(HWND hwnd);  // until the window quits
+
 extern PLOGFONT g_font_title, g_font_menu, g_font_text, g_font_small_text, g_font_big, g_font_shared; // fonts 1 to 6
 void mmi_testwnd_InitLogFont();
 

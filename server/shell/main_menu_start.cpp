@@ -100,7 +100,7 @@ void mmi_Restore_Autotest() {
 }
 
 void menu_start_relink_if_asked() {
-    if (file_readable(TCP_RESTART)) relink_thread.start("tcprelink", Tcp_Relink_PcServer_Thread);
+    if (g_main_wifi_init_flag || file_readable(TCP_RESTART)) relink_thread.start("tcprelink", Tcp_Relink_PcServer_Thread);
 }
 
 void menu_stop_threads() {

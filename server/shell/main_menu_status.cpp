@@ -20,6 +20,8 @@ constexpr int THREAD_NONE = 3, THREAD_INVALID = 22; // results of a probe with s
 constexpr const char *PICTURE = "/data/mmi_ip.bmp";
 constexpr int PICTURE_ID = 22;
 
+// The picture stays from the change of state that brought it until the operator or the PC no longer wants it.
+std::atomic<bool> picture_stays{false};
 std::mutex title_lock; // one TitleInfoShow at a time
 
 int probe(int (*thread_probe)(), const char *invalid, const char *none, const char *exists) {
@@ -43,12 +45,12 @@ void connect() {
                    "WiFiConThread exists. kill it first.")) &&
         g_shell_actions.wifi_close)
         g_shell_actions.wifi_close(0);
+    g_wifi_connecting = 1; // before the thread, which clears it
     g_shell_actions.wifi_connect_start();
     if (runs(probe(g_shell_actions.wifi_probe_udp, "Info_M_PV:UDP connect Send siganl fail.",
                    "Info_M_PV:UDP connect is not exist.", "Info_M_PV:UDP connect . kill it first.")) &&
         g_shell_actions.wifi_udp_stop)
         g_shell_actions.wifi_udp_stop();
-    g_wifi_connecting = 1;
 }
 
 void disconnect() {
@@ -146,7 +148,9 @@ void menu_refresh(HWND hwnd) {
         refresh_disabled(hwnd);
         if (g_main_menu_wnd != hwnd) return; // the link was lost and the menu closed itself
     }
-    if (!qrcode_refresh_flag || g_wifi_state != CONNECTED) hide_picture(hwnd);
+    if (g_wifi_state == DISCONNECTED && !g_wifi_connecting) g_bWiFiConnectStatus = 0;
+    const bool wanted = qrcode_refresh_flag || (picture_stays && g_bWiFiConnectStatus == 1);
+    if (g_wifi_state != CONNECTED || !wanted) hide_picture(hwnd);
     const bool charging = battery_is_charging(battery_state());
     tp_batteryshow_set_text_items(lang_text(charging ? "BatteryCharging_Charging" : "BatteryCharging_Null"),
                                   lang_text("title_factory"), nullptr);
@@ -162,6 +166,7 @@ void menu_wifi_changed(HWND hwnd) {
                                  "wifi_status_monitor_thread_start not exist.",
                                  "wifi_status_monitor_thread_start exists.do nothing.");
         if (probed == THREAD_NONE && g_shell_actions.wifi_monitor_start) g_shell_actions.wifi_monitor_start();
+        picture_stays = true;
         show_picture(hwnd);
         show_softkey("softkeybar_disconnect", 7);
         menu_lock_touch();
@@ -189,6 +194,7 @@ int TitleInfoShow(const char *text, int index, int abnormal_state) {
 
 int mmi_AutoTest_MMI_Enable() {
     qrcode_refresh_flag = 0;
+    picture_stays = false;
     return 1;
 }
 

@@ -6,10 +6,8 @@
 #include <mutex>
 #include <tp_globals.h>
 #include <tp_os.h>
-#include <unistd.h>
 
 #include "base/log_door.h"
-#include "base/power_switch.h"
 #include "config/main_config.h"
 #include "device/factory_slots.h"
 #include "device/power.h"
@@ -59,10 +57,7 @@ DialogMutex &dialog_mutex() {
 }
 
 void power_off(HWND) {
-    if (g_shell_actions.power_off_entry) return g_shell_actions.power_off_entry();
-    if (tki_api_tki_mode_uninit) tki_api_tki_mode_uninit();
-    sync();
-    switch_power_off();
+    if (g_shell_actions.power_off_entry) g_shell_actions.power_off_entry();
 }
 
 void fail_active_test(HWND) { SendMessage(GetActiveWindow(), MSG_QUIT_WITH_FAIL, 0, 0); }

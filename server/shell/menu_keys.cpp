@@ -84,6 +84,7 @@ void count_unlock_key() {
         LOG_RAW(ANDROID_LOG_DEBUG, MENU_TAG, "time correct! unlock tp!\n");
         touch_lock.by_gesture = true;
         g_bWiFiConnectStatus = 0;
+        PostMessage(g_main_menu_wnd, MSG_ACTIVE, 1, 0); // the picture makes room for the rows
     } else {
         LOG_RAW(ANDROID_LOG_DEBUG, MENU_TAG, "time out, try again!\n");
         touch_lock.count = 0;
@@ -116,6 +117,11 @@ int hookKeyProc(void *, HWND dst, UINT message, WPARAM wParam, LPARAM) {
     return 0;
 }
 
+// While it is locked the menu feels no finger; what lies over it does.
+int hookTouchProc(void *, HWND dst, UINT, WPARAM, LPARAM) {
+    return g_bWiFiConnectStatus == 1 && main_window_of(dst) == g_main_menu_wnd ? 1 : 0;
+}
+
 } // namespace
 
 bool power_press_is_short(int64_t held_ns) { return held_ns / MS / 32 < 25; }
@@ -129,10 +135,12 @@ void menu_install_key_hook() {
     power_key.released = true;
     touch_lock = TouchLock();
     RegisterKeyMsgHook(nullptr, hookKeyProc);
+    RegisterMouseMsgHook(nullptr, hookTouchProc);
 }
 
 void menu_remove_key_hook() {
     RegisterKeyMsgHook(nullptr, nullptr);
+    RegisterMouseMsgHook(nullptr, nullptr);
     power_key.released = true;
     power_key.watcher.stop();
 }

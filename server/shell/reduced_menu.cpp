@@ -105,10 +105,5 @@ void kmt_CreateMainMenuWnd1() {
     }
     ShowWindow(hwnd, SW_SHOWNORMAL);
     if (InitGUIIAL() != 0) return;
-    MSG msg;
-    while (GetMessage(&msg, hwnd)) {
-        TranslateMessage(&msg);
-        DispatchMessage(&msg);
-    }
-    MainWindowThreadCleanup(hwnd);
+    run_message_loop(hwnd);
 }

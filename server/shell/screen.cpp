@@ -32,6 +32,43 @@ HWND create_shell_window(WNDPROC proc, HWND host, const RECT &rect, const char *
     return CreateMainWindow(&info);
 }
 
+HWND create_shell_list(HWND parent, const RECT &rect, PLOGFONT font, SVITEM_DRAWFUNC draw, DWORD style, DWORD ex_style) {
+    constexpr int ID_LIST = 21;
+    const HWND list = CreateWindowEx("scrollview", "", style, ex_style, ID_LIST, rect.left, rect.top, RECTW(rect), RECTH(rect),
+                                     parent, 0);
+    SetWindowFont(list, font);
+    scrollview_set_itemdraw(list, draw);
+    return list;
+}
+
+void offer_shell_list(HWND list, NOTIFPROC chosen) {
+    scrollview_set_current(list, 0, true);
+    SetNotificationCallback(list, chosen);
+    SetFocus(list);
+}
+
+void draw_top_line(HDC hdc) {
+    SetPenWidth(hdc, 3);
+    SetPenColor(hdc, SysPixelIndex[10]);
+    MoveTo(hdc, 0, 0);
+    LineTo(hdc, screen_width(), 0);
+}
+
+void paint_top_line(HWND hwnd) {
+    HDC hdc = BeginPaint(hwnd);
+    draw_top_line(hdc);
+    EndPaint(hwnd, hdc);
+}
+
+void run_message_loop(HWND hwnd) {
+    MSG msg;
+    while (GetMessage(&msg, hwnd)) {
+        TranslateMessage(&msg);
+        DispatchMessage(&msg);
+    }
+    MainWindowThreadCleanup(hwnd);
+}
+
 void mmi_testwnd_InitLogFont() {
     const int w = screen_width();
     shell_fonts_reset();

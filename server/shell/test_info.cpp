@@ -12,6 +12,7 @@
 #include "config/main_config.h"
 #include "device/factory_slots.h"
 #include "device/result_flags.h"
+#include "shell/barcode.h"
 #include "shell/bars.h"
 #include "shell/fit_text.h"
 #include "shell/main_menu.h"
@@ -21,7 +22,7 @@
 namespace {
 
 constexpr const char *TAG = "TESTINFO", *SOURCE = "mmi_testwnd_TestInfo";
-constexpr int ROWS = 6, ROW_PSN = 2;
+constexpr int ROWS = 6, ROW_PSN = 2, ROW_SN = 4;
 constexpr int ID_TITLE = 20, ID_LIST = 21;
 constexpr int POLLS = 100, POLL_MS = 100;
 
@@ -115,8 +116,17 @@ void draw_row(HWND sv, HSVITEM item, HDC hdc, RECT *rect) {
                      DT_LEFT | DT_WORDBREAK, 'r', size);
 }
 
-// The rows are for reading; choosing one does nothing.
-void row_chosen(HWND, int, int, uintptr_t) {}
+// A touch on the PSN or the board number shows it as a code for a scanner; the other rows are for reading.
+void row_chosen(HWND sv, int, int, uintptr_t) {
+    const int row = scrollview_get_current(sv);
+    if (row != ROW_PSN && row != ROW_SN) return;
+    tki_testinfo_record info;
+    {
+        std::lock_guard guard(record_lock);
+        info = record.info;
+    }
+    if (const std::string value = row_value(row, info); !value.empty()) barcode_show(PRISTINE[row].text, value.c_str());
+}
 
 void fill(HWND hwnd) {
     tki_testinfo_record info;
@@ -135,9 +145,7 @@ void fill(HWND hwnd) {
         LOG_D(TAG, "%s", text.c_str());
         scrollview_add_item(sv, LINES[i] * line, row.index, text.c_str());
     }
-    scrollview_set_current(sv, 0, true);
-    SetNotificationCallback(sv, row_chosen);
-    SetFocus(sv);
+    offer_shell_list(sv, row_chosen);
 }
 
 void build(HWND hwnd) {
@@ -146,32 +154,16 @@ void build(HWND hwnd) {
                                       width, status_bar_height(), hwnd, 0);
     SetWindowFont(title, g_font_title);
     const DWORD style = g_bTPShape == 1 ? 0xd840000b : 0xd840000a;
-    const HWND sv = CreateWindowEx("scrollview", "", style, 2160, ID_LIST, 0, 0, width,
-                                   screen_height() - status_bar_height() - softkey_bar_height(), hwnd, 0);
-    SetWindowFont(sv, g_font_text);
-    scrollview_set_itemdraw(sv, draw_row);
+    const RECT list{0, 0, width, screen_height() - status_bar_height() - softkey_bar_height()};
+    const HWND sv = create_shell_list(hwnd, list, g_font_text, draw_row, style, 2160);
     scrollview_set_choose_key(sv, -1); // key 60 closes this screen
     restore_rows();
     screen_open = true;
 }
 
 void refresh() {
-    tp_skb_show(true);
-    tp_skb_set_text_items(lang_text("Result_pass"), lang_text("Result_fail"), lang_text("softkeybar_back"));
-    tp_skb_set_text_col(19);
-    tp_skb_update();
-    tp_batteryshow_set_text_items_byIndex(lang_text("title_ProduceInfo"),
-                                          1); // the rows cover the title control
-    tp_batteryshow_update();
-}
-
-void paint(HWND hwnd) {
-    HDC hdc = BeginPaint(hwnd);
-    SetPenWidth(hdc, 3);
-    SetPenColor(hdc, SysPixelIndex[10]);
-    MoveTo(hdc, 0, 0);
-    LineTo(hdc, screen_width(), 0);
-    EndPaint(hwnd, hdc);
+    // The title in the bar: the rows cover the title control.
+    show_bar_texts(lang_text("title_ProduceInfo"), lang_text("Result_pass"), lang_text("Result_fail"), lang_text("softkeybar_back"));
 }
 
 void forget_screen() {
@@ -198,7 +190,7 @@ LRESULT mmi_TestInfoWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
         fill(hwnd);
         return 0;
     case MSG_PAINT:
-        paint(hwnd);
+        paint_top_line(hwnd);
         return 0;
     case MSG_KEYDOWN:
         if (wParam != KEY_PASS && wParam != KEY_FAIL) break;

@@ -2,6 +2,11 @@
 #include "config/test_items.h"
 #include "testwnd/test_entries.h"
 
+namespace {
+// The PC's stop, which answers; an item's stop does not.
+void stop_touch_test() { mmi_AutoTest_touchscreenTest_Stop_Entry(); }
+} // namespace
+
 TestItem TestItemWinMenu_TOTAL[TESTITEM_TOTAL] = {
     {0, "menu_LCDTest", mmi_LCDColorTestEntry, mmi_LCDColorTest_Stop_Entry, "TKI_LCD", 280, 0, 0, 0, 0, ""},
     {1, "menu_AllLightTest", mmi_testwnd_AllLightTestEntry, mmi_testwnd_AllLightTest_Stop_Entry, "TKI_ALLLIGHT", 284, 0,
@@ -18,8 +23,7 @@ TestItem TestItemWinMenu_TOTAL[TESTITEM_TOTAL] = {
      0, 0, 0, ""},
     {7, "menu_KeyTest", mmi_teswnd_KeyTestEntry, mmi_teswnd_KeyTest_Stop_Entry, "TKI_KEYS", 312, 0, 0, 0, 0, ""},
     {8, "title_TPSelfTest", mmi_testwnd_TPSelfTest_Entry, mmi_testwnd_TPSelfTest_Stop, "TKI_TPSELF", -1, 0, 0, 0, 0, ""},
-    {9, "menu_TouchTest", mmi_testwnd_touchTestEntry, mmi_AutoTest_touchscreenTest_Stop_Entry, "TKI_TOUCH", 320, 0, 0,
-     0, 0, ""},
+    {9, "menu_TouchTest", mmi_testwnd_touchTestEntry, stop_touch_test, "TKI_TOUCH", 320, 0, 0, 0, 0, ""},
     {10, "menu_AllSensorTest", mmi_testwnd_SensorsTestEntry, mmi_testwnd_SensorsTest_Stop_Entry, "TKI_SENSOR", 328, 0,
      0, 0, 0, ""},
     {11, "title_SimCardTest", mmi_testwnd_SIMCardTestEntry, mmi_testwnd_SIMCardTest_Stop_Entry, "TKI_SIMCARD", 324, 0,
@@ -30,8 +34,7 @@ TestItem TestItemWinMenu_TOTAL[TESTITEM_TOTAL] = {
 int g_testitemnum_total = TESTITEM_TOTAL;
 
 TestItem AuxLCD_TestItemWinMenu_TOTAL[AUX_TESTITEM_TOTAL] = {
-    {0, "menu_TouchTest", mmi_testwnd_touchTestEntry, mmi_AutoTest_touchscreenTest_Stop_Entry, "TKI_TOUCH", 320, 0, 0,
-     0, 0, ""},
+    {0, "menu_TouchTest", mmi_testwnd_touchTestEntry, stop_touch_test, "TKI_TOUCH", 320, 0, 0, 0, 0, ""},
     {1, "menu_LCDTest", mmi_LCDColorTestEntry, mmi_LCDColorTest_Stop_Entry, "TKI_LCD", 280, 0, 0, 0, 0, ""},
     {2, "menu_AllLightTest", mmi_testwnd_AllLightTestEntry, mmi_testwnd_AllLightTest_Stop_Entry, "TKI_ALLLIGHT", 284, 0,
      0, 0, 0, ""},

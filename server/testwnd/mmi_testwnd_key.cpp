@@ -1,5 +1,6 @@
 #include "testwnd/mmi_testwnd_key.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 
 #include "base/log_door.h"
 #include "config/test_items.h"
+#include "shell/fit_text.h"
 #include "shell/main_menu.h"
 #include "shell/test_frame.h"
 #include "testwnd/test_entries.h"
@@ -69,16 +71,9 @@ bool all_tested() {
     return true;
 }
 
-int parameter_value(const ConfigPara *paras, int count, const char *name, char (&text)[CFG_TEXT]) {
-    memset(text, 0, sizeof text);
-    tki_config_get_para_value(paras, count, name, text, sizeof text - 1, "0");
-    return atoi(text);
-}
-
 void enable_touch_keys(const ConfigPara *paras, int count) {
     static const char caller[] = "Current_testwnd_GetConfigParas";
-    char text[CFG_TEXT];
-    const int wanted = parameter_value(paras, count, "UI_KEYS", text);
+    const int wanted = parameter_value(paras, count, "UI_KEYS");
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::bEnableUIKeyTest=%d", caller, wanted);
     if (!wanted) return;
     char status[PROPERTY_VALUE_MAX] = {};
@@ -98,9 +93,9 @@ void read_settings() {
     ConfigPara paras[12] = {};
     const int count = test_item_parameters("TKI_KEYS", paras, 12);
     for (const char *name : SETTINGS) {
-        char text[CFG_TEXT];
-        const int value = parameter_value(paras, count, name, text);
-        LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::CONFIG_%s=%s,tempval=%d", "Current_testwnd_GetConfigParas", name, text, value);
+        std::string text;
+        const int value = parameter_value(paras, count, name, "0", &text);
+        LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::CONFIG_%s=%s,tempval=%d", "Current_testwnd_GetConfigParas", name, text.c_str(), value);
         setKeytest_Item_value(name, value);
     }
     enable_touch_keys(paras, count);
@@ -123,25 +118,16 @@ void paint(HWND hwnd, HDC hdc) {
     SetBkMode(hdc, BM_TRANSPARENT);
     SetTextColor(hdc, SysPixelIndex[12]);
     SetBrushColor(hdc, SysPixelIndex[18]);
+    const int size = screen_width() < 1380 ? screen_width() / 15 / 4 * 4 : 90;
     for (KeyTestItem &item : Keytest_Item) {
         if (!g_texts_translated) snprintf(item.text, sizeof item.text, "%s", lang_text(item.text).text);
         if (item.test_enable && !item.tested) {
-            RECT line = item.rect;
-            DrawText(hdc, item.text, -1, &line, DT_CENTER | DT_SINGLELINE);
+            draw_text_fitted(hdc, item.text, item.rect, DT_CENTER | DT_SINGLELINE, 'r', size);
         } else {
             FillBox(hdc, item.rect.left, item.rect.top, RECTW(item.rect), RECTH(item.rect));
         }
     }
     g_texts_translated = true;
-}
-
-void append_released_key(int code) {
-    const int input_code = scancode_convert_keycode(code);
-    if (input_code == 0) return;
-    char old[CFG_TEXT];
-    memcpy(old, g_keys_buf, sizeof old);
-    snprintf(g_keys_buf, sizeof g_keys_buf, "%s%d,", old, input_code);
-    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::g_keys_buf=%s", "mmiTestMsgKeyTestProc", g_keys_buf);
 }
 
 void mmiTestMsgKeyTestProc(HWND hwnd, int code, UINT message) {
@@ -197,7 +183,7 @@ bool key_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM, LRESULT *result) {
 
 // The window comes up within the call; only its first status texts and paint may still be owed.
 int open_for_pc() {
-    Check_AllTestWnd_Closed();
+    test_frame_close_others(&g_window);
     g_window.pc_mode = 0;
     if (!g_window.created) {
         g_active_handled = g_paint_handled = false;
@@ -210,6 +196,19 @@ int open_for_pc() {
     return 1;
 }
 } // namespace
+
+void append_released_key(int code) {
+    const int input_code = scancode_convert_keycode(code);
+    if (input_code == 0) return;
+    char old[CFG_TEXT];
+    memcpy(old, g_keys_buf, sizeof old);
+    snprintf(g_keys_buf, sizeof g_keys_buf, "%s%d,", old, input_code);
+    LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::g_keys_buf=%s", "mmiTestMsgKeyTestProc", g_keys_buf);
+}
+
+void reply_released_keys(char *out, int maxoutlen) {
+    if (out && maxoutlen > 0) snprintf(out, static_cast<size_t>(maxoutlen), "%s", g_keys_buf);
+}
 
 void setKeytest_Item_value(const char *name, int value) {
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::name=%s,test_enable_value=%d", __func__, name, value);
@@ -231,9 +230,15 @@ int Get_Keytest_item_key_value(const char *name) {
 }
 
 void init_keyrect() {
-    const int width = screen_width();
-    const int line = 2 * GetLogFontHeight(g_font_text);
+    const int width = screen_width(), bottom = RECTH(test_window_rect());
+    const auto enabled = std::ranges::count_if(Keytest_Item, [](const KeyTestItem &item) { return item.test_enable; });
+    const int count = std::max(1, static_cast<int>(enabled));
+    int line = 2 * GetLogFontHeight(g_font_text);
     RECT next{0, (width / 12) * 3 + 30, width, 0};
+    if (next.top + count * line > bottom) { // as many keys as the configuration has got: closer, from the title down
+        next.top = status_bar_height();
+        line = std::min(line, (bottom - next.top) / count);
+    }
     for (KeyTestItem &item : Keytest_Item) {
         // A disabled key has no line: an old one would erase another key's text when it is painted.
         item.rect = {};
@@ -287,7 +292,7 @@ void mmi_teswnd_KeyTest_Stop_Entry() { test_frame_pc_close(g_window); }
 
 int PCBAKeyTestStart() {
     on_gui_thread([] {
-        Check_AllTestWnd_Closed();
+        test_frame_close_others(&g_window);
         test_frame_close(g_window);
         g_all_passed = 0;
         g_pcba_mode = true;
@@ -314,8 +319,7 @@ int mmi_AutoTest_KeyTestEntry() {
 
 int mmi_AutoTest_KeyTest_Stop(char *out, int maxoutlen) {
     return on_gui_thread([out, maxoutlen] {
-               // Read before closing clears it.
-               if (out && maxoutlen > 0) snprintf(out, static_cast<size_t>(maxoutlen), "%s", g_keys_buf);
+               reply_released_keys(out, maxoutlen); // before closing clears it
                test_frame_close(g_window);
                return 1;
            }) == 1

@@ -19,6 +19,9 @@ struct KeyTestItem {
 extern KeyTestItem Keytest_Item[KEYTEST_ITEMS];
 extern char g_keys_buf[CFG_TEXT]; // released keys as input codes, each followed by a comma. GUI thread.
 
+void append_released_key(int code);
+void reply_released_keys(char *out, int maxoutlen); // the list, terminated
+
 // Both find the first entry whose name is a prefix of the given one. GUI thread.
 void setKeytest_Item_value(const char *name, int value);
 int Get_Keytest_item_key_value(const char *name); // 102 (HOME) when none matches

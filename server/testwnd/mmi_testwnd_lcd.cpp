@@ -209,10 +209,8 @@ bool parse_levels(const char *text, long (&levels)[3]) {
 
 void mmi_LCDColorTest_Init() {
     ConfigPara paras[12] = {};
-    char number[CFG_TEXT] = {};
     const int count = test_item_parameters("TKI_LCD", paras, 12);
-    tki_config_get_para_value(paras, count, "colornum", number, sizeof number - 1, "5");
-    LcdColorTestNum = atoi(number);
+    LcdColorTestNum = parameter_value(paras, count, "colornum", "5");
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s::LcdColorTestNum=%d", __func__, LcdColorTestNum);
     const gal_pixel *sys = SysPixelIndex;
     memset(g_colors, 0, sizeof g_colors);

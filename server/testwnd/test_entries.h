@@ -2,37 +2,21 @@
 // Items: GUI thread (stops: any). PC entries: channel thread; 1 success, 0 failure.
 #pragma once
 
+#include "testwnd/lights.h"
+#include "testwnd/mmi_testwnd_audioloopback.h"
+#include "testwnd/mmi_testwnd_battery.h"
+#include "testwnd/mmi_testwnd_call.h"
+#include "testwnd/mmi_testwnd_camera.h"
+#include "testwnd/mmi_testwnd_cards.h"
+#include "testwnd/mmi_testwnd_hardware_version.h"
 #include "testwnd/mmi_testwnd_key.h"
 #include "testwnd/mmi_testwnd_lcd.h"
+#include "testwnd/mmi_testwnd_ringtone.h"
+#include "testwnd/mmi_testwnd_sensors.h"
+#include "testwnd/mmi_testwnd_smartpa.h"
+#include "testwnd/mmi_testwnd_tpself.h"
 #include "testwnd/mmi_testwnd_vibrator.h"
-
-void mmi_testwnd_AllLightTestEntry();
-void mmi_testwnd_AllLightTest_Stop_Entry();
-void mmi_testwnd_AudioLoopBackTestEntry();
-void mmi_testwnd_RingtoneTestEntry();
-void mmi_test_RingtoneTest_Stop_Entry();
-void mmi_testwnd_CallTestEntry();
-void mmi_testwnd_CallTest_Stop_Entry();
-void mmi_testwnd_BatteryTestEntry();
-void mmi_testwnd_BatteryTest_Stop_Entry();
-void mmi_testwnd_TPSelfTest_Entry();
-void mmi_testwnd_TPSelfTest_Stop();
-void mmi_testwnd_touchTestEntry();
-void mmi_AutoTest_touchscreenTest_Stop_Entry();
-void mmi_testwnd_SensorsTestEntry();
-void mmi_testwnd_SensorsTest_Stop_Entry();
-void mmi_testwnd_SIMCardTestEntry();
-void mmi_testwnd_SIMCardTest_Stop_Entry();
-void mmi_testwnd_SmartPACalEntry();
-void mmi_testwnd_SmartPACal_Stop_Entry();
-void mmi_testwnd_CameraBackTestEntry();
-void mmi_AutoTest_CameraBackTest_Stop_Entry();
-void mmi_testwnd_Monomer_TPSelfTest_Entry();
-void mmi_testwnd_Monomer_TPSelfTest_Stop();
-void mmi_testwnd_Monomer_HardwareVersionEntry();
-void mmi_testwnd_Monomer_HardwareVersion_Stop();
-void mmi_testwnd_Monomer_touchTestEntry();
-void mmi_testwnd_Monomer_touchscreenTest_Stop();
+#include "testwnd/mmi_touchadusting_LineWin.h"
 
 // The panel (lcd_panel.cpp). Malformed texts give 0 and change nothing.
 int mmi_AutoTest_AUX_LCDColorTestEntry(int index); // 0 where no auxiliary panel is fitted
