@@ -1,6 +1,7 @@
 #include "cli/boot.h"
 
 #include "cli/cli.h"
+#include "kernel/hardware_parts.h"
 
 #include <chrono>
 #include <cstdio>
@@ -42,6 +43,25 @@ const CLI::Validator KEY_VALUE(
         return equals == std::string::npos || equals == 0 ? "'" + text + "' is not KEY=VALUE" : std::string();
     },
     "KEY=VALUE");
+
+std::vector<std::string> parts_in(const std::string &text) {
+    std::vector<std::string> parts;
+    if (text == "all") {
+        for (const vh::Part &part : vh::hardware_parts()) parts.emplace_back(part.name);
+    } else if (text != "none") {
+        parts = CLI::detail::split(text, ',');
+    }
+    return parts;
+}
+
+const CLI::Validator PARTS(
+    [](std::string &text) {
+        try {
+            for (const std::string &part : parts_in(text)) vh::hardware_part(part);
+        } catch (const std::runtime_error &error) { return std::string(error.what()); }
+        return std::string();
+    },
+    "PART,PART...|all|none");
 
 void add_pairs(const std::vector<std::string> &pairs, std::map<std::string, std::string> &into) {
     for (const std::string &pair : pairs) into[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
@@ -99,6 +119,7 @@ void add_boot_options(CLI::App &sub, BootArgs &args) {
     sub.add_option("--speed", args.speed, "how much faster than the wall clock its time runs")->check(CLI::Range(1.0, 1000.0));
     sub.add_option("--storage", args.storage, "direct, or faults: it takes the orders of ./handset storage (first direct)")
         ->check(CLI::IsMember({"direct", "faults"}));
+    sub.add_option("--unfit", args.unfit, "parts that are not fitted, all others are; ./handset fit lists them")->check(PARTS);
     sub.add_flag("--headless", args.headless, "tell viewers not to open a window");
     sub.add_option("--prop", args.props, "further system property")->check(KEY_VALUE)->expected(1)->take_all();
     sub.add_option("--env", args.env, "further environment of the program")->check(KEY_VALUE)->expected(1)->take_all();
@@ -112,6 +133,7 @@ vh::BootOptions boot_options(const BootArgs &args) {
     if (!args.language.empty()) options.language = text_file(args.language);
     if (!args.bootmode.empty()) options.bootmode = args.bootmode;
     if (!args.storage.empty()) options.storage = args.storage;
+    if (!args.unfit.empty()) options.unfit = parts_in(args.unfit);
     if (args.speed > 0) options.speed = args.speed;
     options.headless = args.headless;
     add_pairs(args.props, options.props);

@@ -13,7 +13,7 @@ namespace cli {
 // As given on the command line; empty or zero keeps what the handset was booted with last time.
 struct BootArgs {
     std::string name = "default";
-    std::string size, config, language, bootmode, storage;
+    std::string size, config, language, bootmode, storage, unfit;
     double speed = 0;
     bool headless = false, no_wait = false;
     std::vector<std::string> props, env; // "key=value"

@@ -20,12 +20,16 @@ void add_lifecycle(CLI::App &app, int *status); // run boot stop reboot list wip
 void add_operator(CLI::App &app, int *status);  // key tap swipe dump screenshot log
 void add_pc(CLI::App &app, int *status);        // at forward
 void add_hardware(CLI::App &app, int *status);  // attr fault battery flags push pull shell
+void add_fitting(CLI::App &app, int *status);  // fit unfit sensor camera
+void add_radio(CLI::App &app, int *status);    // radio
 void add_storage(CLI::App &app, int *status);  // storage
+void add_audio(CLI::App &app, int *status);    // audio headset
+void add_air(CLI::App &app, int *status);      // ap
 void add_lint(CLI::App &app, int *status);      // lint
 void add_demo(CLI::App &app, int *status);      // demo
 
-// Runs a script of PC commands and assertions; 0, or 1 after the first assertion that does not hold.
-int run_pc_script(vh::PcLink &link, std::istream &script, std::ostream &out);
+// Runs a script of PC commands and assertions; 0, or 1 when one does not hold.
+int run_pc_script(const vh::Client &handset, std::istream &script, std::ostream &out);
 // Follows the log on standard output until stop() says so; false when there is no log.
 struct LogFilter {
     std::string level, tag;

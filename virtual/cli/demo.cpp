@@ -1,176 +1,118 @@
-// `handset demo`: an operator at work. It looks at the screen's description before every step and never acts by the clock
-// alone, so it fits any speed of the machine.
+// `handset demo`: an operator takes a fresh handset through an automatic run, by keys, touches and parts only.
 #include "cli/boot.h"
 #include "cli/cli.h"
-#include "cli/demo_script.h"
-#include "client/screen_text.h"
+#include "cli/demo_operator.h"
 
 #include <cctype>
-#include <chrono>
 #include <filesystem>
-#include <iomanip>
 #include <iostream>
-#include <thread>
+#include <utility>
 
 namespace cli {
 
 namespace {
-using Clock = std::chrono::steady_clock;
-constexpr int AUTOMATIC_RUN_STATION = 64;
-constexpr int COLOUR_PAUSE_MS = 1200; // a touch within a second of a colour does not count
-constexpr int LOOK_EVERY_MS = 50;
+constexpr int RUN_STATION = 64, UNTESTED = 0, PASS = 1, FAIL = 2;
 
-struct KeyText {
-    const char *language_key, *key;
-};
-constexpr KeyText KEY_TEXTS[] = {
-    {"info_KeyItem0", "volumeup"},       {"info_KeyItem1", "volumedown"}, {"info_KeyItem2", "home"},
-    {"info_KeyItem3", "back"},           {"info_KeyItem4", "menu"},       {"info_KeyItem5", "power"},
-    {"info_KeyItemCamera", "camera"},    {"info_KeyItemSearch", "search"}, {"info_KeyItemHook", "hook"},
-    {"info_KeyItemRcentAPP", "appswitch"}, {"info_KeyItem6", "torch"},    {"info_keyItemTVText", "tv"},
-};
-
-class Operator {
+class Walk {
 public:
-    Operator(const vh::Client &handset, const DemoScript &script, std::string folder, int limit_seconds)
-        : handset_(handset), script_(script), folder_(std::move(folder)), limit_(limit_seconds) {}
+    Walk(Operator &person, const DemoScript &script) : person_(person), items_(script.items()) {}
     void run();
-    bool print_verdicts() const;
+    bool print_verdicts() const; // true: all pass, and the run
 
 private:
-    vh::ScreenView look();
-    void pause();
-    void picture(const std::string &name, const std::string &what);
-    void open_row(const std::string &language_key, const std::string &name);
-    bool act(const vh::ScreenView &screen);
-    void judge_colour(const vh::ScreenView &screen);
-    bool press_wanted_key(const vh::ScreenView &screen);
-    const DemoItem *open_item(const vh::ScreenView &screen) const;
+    bool is_open(const vh::ScreenView &screen, const DemoItem &item) const;
+    bool shows_list(const vh::ScreenView &screen) const { return screen.front_shows(person_.text("menu_AutoTest")); }
+    bool is_over(const vh::ScreenView &screen) const;
+    void go_on_to_next();
+    void play(const DemoItem &item);
+    void end_as_failed(const std::string &why);
+    int verdict(size_t item) const;
+    std::string title(size_t item) const { return person_.text(items_[item].title_key); }
 
-    const vh::Client &handset_;
-    const DemoScript &script_;
-    const std::string folder_;
-    const int limit_;
-    const Clock::time_point begun_ = Clock::now();
-    std::string last_name_, last_screen_ = "nothing yet";
-    uint32_t last_colour_ = ~0U;
-    int pictures_ = 0, colours_ = 0;
-    bool in_run_ = false;
+    Operator &person_;
+    const std::vector<DemoItem> &items_;
+    size_t open_ = 0, behind_ = 0; // items that were opened, and that the run went on behind
 };
 
-double seconds_since(Clock::time_point begun) { return std::chrono::duration<double>(Clock::now() - begun).count(); }
-
-vh::ScreenView Operator::look() {
-    if (seconds_since(begun_) > limit_)
-        throw vh::ClientError("the demonstration did not end within " + std::to_string(limit_) + " s; the screen shows " +
-                              last_screen_ + "; log: ./handset log -n " + handset_.name());
-    vh::ScreenView screen(handset_.dump());
-    last_screen_ = screen.summary();
-    return screen;
+bool Walk::is_open(const vh::ScreenView &screen, const DemoItem &item) const {
+    if (item.full_screen && screen.front().empty() && screen.front_covers_screen()) return true;
+    return screen.front_shows(person_.text(item.title_key));
 }
 
-void Operator::pause() { std::this_thread::sleep_for(std::chrono::milliseconds(LOOK_EVERY_MS)); }
-
-void Operator::picture(const std::string &name, const std::string &what) {
-    if (name == last_name_) return;
-    last_name_ = name;
-    char number[16];
-    snprintf(number, sizeof number, "%02d-", ++pictures_);
-    const std::string file = folder_ + "/" + number + name + ".png";
-    handset_.screenshot(file);
-    std::cout << "  " << std::fixed << std::setprecision(1) << std::setw(5) << seconds_since(begun_) << " s  " << std::left
-              << std::setw(34) << what << std::right << file << std::endl;
+// The list alone does not tell: it may be seen between two tests.
+bool Walk::is_over(const vh::ScreenView &screen) const {
+    return shows_list(screen) && person_.handset.station(RUN_STATION) != UNTESTED;
 }
 
-// Waits for a row of a list and taps it, again when the tap came to nothing.
-void Operator::open_row(const std::string &language_key, const std::string &name) {
-    const std::string wanted = script_.text(language_key);
-    for (;;) {
-        const vh::ScreenView screen = look();
-        if (screen.front_shows(wanted)) {
-            const vh::ScreenText row = *screen.find(wanted);
-            picture(name, "touch \"" + wanted + "\"");
-            handset_.tap(row.x(), row.y());
-            for (int i = 0; i < 40 && look().front_shows(wanted); ++i) pause();
-            if (!look().front_shows(wanted)) return;
-        }
-        pause();
+// Waits for the next test, or the end of the run; tests that pass by themselves may have come and gone unseen.
+void Walk::go_on_to_next() {
+    size_t next = open_;
+    person_.wait_for("the next test, or the end of the run", [&](const vh::ScreenView &screen) {
+        for (next = open_; next < items_.size(); ++next)
+            if (is_open(screen, items_[next])) return true;
+        return is_over(screen);
+    });
+    if (next == items_.size() && person_.handset.station(RUN_STATION) != PASS) throw NotGood("the run has ended by itself");
+    open_ = next;
+    for (size_t item = std::exchange(behind_, next); item < next; ++item)
+        person_.tell(title(item) + ": " + vh::verdict_name(verdict(item)));
+}
+
+void Walk::play(const DemoItem &item) {
+    if (item.act) item.act(person_);
+    else person_.picture(item.domain, "nothing: it tests itself");
+    person_.wait_for("the end of the test", [&](const vh::ScreenView &screen) { return !is_open(screen, item); });
+}
+
+void Walk::end_as_failed(const std::string &why) {
+    person_.tell(title(std::min(behind_, items_.size() - 1)) + " is not good: " + why);
+    if (shows_list(person_.look())) return;
+    person_.picture("failed", "press \"" + person_.text("Result_fail") + "\"");
+    person_.press("fail");
+    person_.wait_for("the list of tests", [&](const vh::ScreenView &screen) { return shows_list(screen); }, false);
+}
+
+void Walk::run() {
+    person_.open_row("menu_DeviceTest", "menu", "menu_AutoTest");
+    person_.open_row("menu_AutoTest", "device-tests");
+    try {
+        for (go_on_to_next(); open_ < items_.size(); go_on_to_next()) play(items_[open_++]);
+    } catch (const NotGood &fault) {
+        end_as_failed(fault.what());
     }
+    person_.open_row("menu_ItemTest", "end");
+    person_.wait_for("the rows of the tests", [](const vh::ScreenView &screen) { return screen.front().size() > 1; });
+    person_.picture("verdicts", "green is passed, red is failed");
 }
 
-const DemoItem *Operator::open_item(const vh::ScreenView &screen) const {
-    for (const DemoItem &item : script_.items())
-        if (screen.front_shows(script_.text(item.title_key))) return &item;
-    return nullptr;
+// As the flags have it; an item without a flag has passed when the run went on, and a flag that two items share tells nothing
+// of the one that was not reached.
+int Walk::verdict(size_t item) const {
+    if (item >= open_ && item >= behind_) return UNTESTED;
+    if (items_[item].station >= 0) return person_.handset.station(items_[item].station);
+    return item < behind_ ? PASS : FAIL;
 }
 
-void Operator::judge_colour(const vh::ScreenView &screen) {
-    const uint32_t colour = handset_.pixel(screen.width() / 2, screen.height() / 2);
-    if (colour != last_colour_) {
-        last_colour_ = colour;
-        char hex[8];
-        snprintf(hex, sizeof hex, "%06x", colour);
-        picture("lcd-colour-" + std::to_string(++colours_), "colour #" + std::string(hex) + ", touch");
-    }
-    handset_.wait_ms(COLOUR_PAUSE_MS);
-    handset_.tap(screen.width() / 2, screen.height() / 2);
-}
-
-bool Operator::press_wanted_key(const vh::ScreenView &screen) {
-    for (const KeyText &key : KEY_TEXTS) {
-        const std::string name = script_.text(key.language_key);
-        if (!screen.front_shows(name)) continue;
-        picture("keys-" + std::string(key.key), "press \"" + name + "\"");
-        handset_.press(vh::key_code(key.key));
-        for (int i = 0; i < 40 && look().front_shows(name); ++i) pause();
-        return true;
-    }
-    return false;
-}
-
-// One step of the run; false when the run is over.
-bool Operator::act(const vh::ScreenView &screen) {
-    if (screen.front_shows(script_.text("menu_AutoTest"))) return !in_run_;
-    in_run_ = true;
-    if (screen.front().empty() && screen.front_covers_screen()) {
-        judge_colour(screen);
-        return true;
-    }
-    const DemoItem *item = open_item(screen);
-    if (item && item->domain == "TKI_KEYS" && press_wanted_key(screen)) return true;
-    if (item && screen.soft_keys()[0] == script_.text("Result_pass")) {
-        picture(item->domain + "-verdict", script_.text(item->title_key) + ": pass");
-        handset_.press(vh::key_code("pass"));
-    }
-    return true;
-}
-
-void Operator::run() {
-    open_row("menu_DeviceTest", "menu");
-    open_row("menu_AutoTest", "device-tests");
-    while (act(look())) pause();
-    picture("end", "the run is over");
-}
-
-bool Operator::print_verdicts() const {
-    bool all = true;
-    const auto row = [&](int station, const std::string &name) {
-        const int value = handset_.station(station);
-        all = all && value == 1;
-        std::cout << "  " << std::setw(7) << station << "  " << std::left << std::setw(26) << name << std::right
-                  << vh::verdict_name(value) << "\n";
+bool Walk::print_verdicts() const {
+    const auto row = [](const std::string &station, const std::string &name, int value) {
+        printf("  %7s  %-26s %s\n", station.c_str(), name.c_str(), vh::verdict_name(value).c_str());
+        return value == PASS;
     };
-    std::cout << "\n  station  test                      verdict\n";
-    for (const DemoItem &item : script_.items())
-        if (item.station >= 0) row(item.station, item.domain);
-    row(AUTOMATIC_RUN_STATION, "the automatic run");
+    printf("\n  station  test                       verdict\n");
+    bool all = true;
+    for (size_t i = 0; i < items_.size(); ++i) {
+        const int station = items_[i].station;
+        all &= row(station < 0 ? "none" : std::to_string(station), items_[i].domain, verdict(i));
+    }
+    all &= row(std::to_string(RUN_STATION), "the automatic run", person_.handset.station(RUN_STATION));
+    fflush(stdout);
     return all;
 }
 
 struct DemoArgs {
     BootArgs boot;
     std::string out = "out/demo";
-    int limit = 180;
+    int patience = 30;
 };
 
 // Only what an earlier demonstration left: the folder may be anybody's.
@@ -186,22 +128,33 @@ void clear_pictures(const std::string &folder) {
     for (const auto &path : old) std::filesystem::remove(path);
 }
 
+std::string file_of(const std::string &given, const char *shipped) {
+    return given.empty() || given == "default" ? source_folder() + "/virtual/rootfs/" + shipped : given;
+}
+
+bool play(const vh::Client &handset, const DemoScript &script, const DemoArgs &args) {
+    if (!wait_ready(handset, args.patience))
+        throw vh::ClientError("the handset did not come up; log: ./handset log -n " + handset.name());
+    Operator person(handset, script, args.out, args.patience);
+    prepare_handset(person);
+    Walk walk(person, script);
+    walk.run();
+    return walk.print_verdicts();
+}
+
 int demo(DemoArgs &args) {
-    const std::string rootfs = source_folder() + "/virtual/rootfs/";
-    const DemoScript script(args.boot.config.empty() || args.boot.config == "default" ? rootfs + "tki_config.ini" : args.boot.config,
-                            args.boot.language.empty() || args.boot.language == "default" ? rootfs + "tki_language.ini" : args.boot.language);
-    if (script.items().empty()) throw vh::ClientError("the configuration enables no test item; set enable=1 in a TKI_ section");
+    const DemoScript script(file_of(args.boot.config, "tki_config.ini"), file_of(args.boot.language, "tki_language.ini"));
+    if (script.items().empty())
+        throw vh::ClientError("the configuration enables no test item; set enable=1 in a TKI_ section");
     const vh::Client handset(args.boot.name);
-    std::cout << "A fresh handset '" << args.boot.name << "', " << script.items().size() << " tests configured" << std::endl;
+    std::cout << "A fresh handset '" << args.boot.name << "', " << script.items().size() << " tests in its automatic run\n"
+              << std::flush;
     clear_pictures(args.out);
     wipe(handset);
     boot_background(args.boot);
     bool all_pass = false;
     try {
-        Operator person(handset, script, args.out, args.limit);
-        if (!wait_ready(handset, 30)) throw vh::ClientError("the handset did not come up; log: ./handset log -n " + handset.name());
-        person.run();
-        all_pass = person.print_verdicts();
+        all_pass = play(handset, script, args);
     } catch (...) {
         stop(handset);
         throw;
@@ -219,9 +172,11 @@ void add_demo(CLI::App &app, int *status) {
     CLI::App *sub = app.add_subcommand("demo", "play an operator through an automatic run on a fresh handset");
     add_boot_options(*sub, args->boot);
     sub->add_option("--out", args->out, "folder of the pictures")->capture_default_str();
-    sub->add_option("--limit", args->limit, "seconds until the demonstration gives up")->check(CLI::Range(1, 3600))->capture_default_str();
+    sub->add_option("--patience", args->patience, "seconds that a step may take before its test is failed")
+        ->check(CLI::Range(1, 3600))->capture_default_str();
     sub->callback([args, status] { *status = demo(*args); });
-    sub->footer("The exit status is 0 only when the result flags of all configured tests and of the run read pass.");
+    sub->footer("The exit status is 0 only when the result flags of all configured tests and of the run read pass.\n"
+                "Example of a failing one: ./handset demo --unfit vibrator");
 }
 
 } // namespace cli

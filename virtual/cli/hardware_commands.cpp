@@ -136,6 +136,7 @@ void add_files(CLI::App &app, int *status) {
 void add_hardware(CLI::App &app, int *status) {
     add_attributes(app, status);
     add_battery(app, status);
+    add_fitting(app, status);
     auto what = std::make_shared<std::string>();
     CLI::App *flag = command(app, "flags", "show or set test result flags", status,
                              [what](const vh::Client &handset) { return flags(handset, *what); });

@@ -35,6 +35,9 @@ int main(int argc, char **argv) {
     cli::add_pc(app, &status);
     cli::add_hardware(app, &status);
     cli::add_storage(app, &status);
+    cli::add_radio(app, &status);
+    cli::add_audio(app, &status);
+    cli::add_air(app, &status);
     cli::add_lint(app, &status);
     cli::add_demo(app, &status);
     try {

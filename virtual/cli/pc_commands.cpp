@@ -69,21 +69,6 @@ int forward(const vh::Client &handset, const std::string &spec) {
     }
 }
 
-std::string trimmed(std::string text) {
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while (!text.empty() && blank(text.back())) text.pop_back();
-    size_t begin = 0;
-    while (begin < text.size() && blank(text[begin])) ++begin;
-    return text.substr(begin);
-}
-
-// The text behind a word at the line's beginning; false when the line begins otherwise.
-bool after_word(const std::string &line, const std::string &word, std::string &rest) {
-    if (!line.starts_with(word) || (line.size() > word.size() && line[word.size()] != ' ')) return false;
-    rest = line.size() > word.size() ? trimmed(line.substr(word.size())) : "";
-    return true;
-}
-
 void print_reply(std::ostream &out, const vh::PcLink::Reply &reply) {
     out << "STATUS " << reply.status << "\n";
     if (!reply.text.empty()) out << reply.text << "\n";
@@ -91,45 +76,25 @@ void print_reply(std::ostream &out, const vh::PcLink::Reply &reply) {
 }
 } // namespace
 
-int run_pc_script(vh::PcLink &link, std::istream &script, std::ostream &out) {
-    vh::PcLink::Reply last;
-    std::string raw, wanted, last_command;
-    for (int number = 1; std::getline(script, raw); ++number) {
-        const std::string line = trimmed(raw);
-        if (line.empty() || line[0] == '#') continue;
-        const auto failed = [&](const std::string &got) {
-            out << "FAIL line " << number << ": " << line << "\n     after: " << last_command << "\n     got: " << got << "\n";
-            return 1;
-        };
-        if (after_word(line, "STATUS", wanted)) {
-            if (wanted != std::to_string(last.status)) return failed("STATUS " + std::to_string(last.status) + " " + last.text);
-        } else if (after_word(line, "REPLY", wanted)) {
-            if (wanted != trimmed(last.text)) return failed("REPLY " + last.text);
-        } else {
-            last_command = after_word(line, "SEND", wanted) ? wanted : line;
-            out << "> " << last_command << "\n";
-            last = link.at(last_command);
-            print_reply(out, last);
-        }
-    }
-    return 0;
-}
-
 void add_pc(CLI::App &app, int *status) {
     auto text = std::make_shared<std::string>();
     CLI::App *at = command(app, "at", "send a PC command and print its status and reply", status,
                            [text](const vh::Client &handset) {
                                handset.request({{"op", "status"}});
-                               vh::PcLink link(handset);
-                               if (*text == "-") return run_pc_script(link, std::cin, std::cout);
-                               const vh::PcLink::Reply reply = link.at(*text);
+                               if (*text == "-") return run_pc_script(handset, std::cin, std::cout);
+                               const vh::PcLink::Reply reply = vh::PcLink(handset).at(*text);
                                print_reply(std::cout, reply);
                                return reply.status;
                            });
     at->add_option("text", *text, "the command, or - for a script on standard input")->required();
     at->footer("The exit status is the command's: 0 done, 2 failed or unknown, 3 no handler (1: no handset).\n"
                "A script has one command per line; 'STATUS 2' and 'REPLY text' assert what the command before answered,\n"
-               "'#' begins a comment. The first assertion that fails ends the script with exit status 1.\n"
+               "'#' begins a comment, 'PATIENCE 8' bounds the wait for every answer that follows, in seconds.\n"
+               "The exit status is 1 when an assertion failed. Or all in one line:\n"
+               "  COMMAND | STATUS | PATTERN | CONDITION ...\n"
+               "The whole reply matches the regular expression (none: empty); STATUS - takes any answer, or none. What must\n"
+               "hold soon afterwards, separated by blanks: NODE=value, or - where there is none, of an attribute, or a file\n"
+               "below /data or /cache; pixel=RRGGBB in the middle; windows=N without bars; boots=N; state=off.\n"
                "Examples:\n  ./handset at \"vibratorMoudle testItem open\"\n  ./handset at - < tests/pc/default/lcd.at");
     auto spec = std::make_shared<std::string>();
     CLI::App *sub = command(app, "forward", "lead a TCP port of this machine to the handset's PC channel", status,

@@ -117,7 +117,4 @@ private:
 // True when a log line has at least this level ("V" "D" "I" "W" "E" "F", empty: any) and this tag (empty: any).
 bool log_line_matches(const std::string &line, const std::string &level, const std::string &tag);
 
-// Writes XRGB8888 pixels as a PNG; throws.
-void write_png(const std::string &file, const uint32_t *pixels, uint32_t width, uint32_t height, uint32_t stride_bytes);
-
 } // namespace vh

@@ -1,13 +1,10 @@
 // The visible page of the panel file as a PNG.
 #include "client/client.h"
 
-#include <cerrno>
-#include <csetjmp>
-#include <cstdio>
+#include "picture/picture.h"
+
 #include <cstring>
 #include <fcntl.h>
-#include <memory>
-#include <png.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -49,28 +46,6 @@ const tki_panel_tail *tail_of(const Mapping &map) {
     return sound ? tail : nullptr;
 }
 } // namespace
-
-void write_png(const std::string &file, const uint32_t *pixels, uint32_t width, uint32_t height, uint32_t stride_bytes) {
-    const std::unique_ptr<FILE, int (*)(FILE *)> out(fopen(file.c_str(), "wbe"), fclose);
-    if (!out) throw ClientError("cannot write " + file + ": " + strerror(errno));
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = width;
-    image.height = height;
-    image.format = PNG_FORMAT_RGB;
-    std::string rgb;
-    rgb.reserve(size_t{3} * width * height);
-    for (uint32_t y = 0; y < height; ++y) {
-        const auto *row = reinterpret_cast<const unsigned char *>(pixels) + size_t{y} * stride_bytes;
-        for (uint32_t x = 0; x < width; ++x, row += 4) {
-            rgb += static_cast<char>(row[2]);
-            rgb += static_cast<char>(row[1]);
-            rgb += static_cast<char>(row[0]);
-        }
-    }
-    if (!png_image_write_to_stdio(&image, out.get(), 0, rgb.data(), 0, nullptr) || fflush(out.get()) != 0)
-        throw ClientError("cannot write " + file + ": " + image.message);
-}
 
 uint32_t Client::pixel(int x, int y) const {
     const Mapping map(paths_.panel());

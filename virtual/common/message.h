@@ -2,7 +2,7 @@
 // process id as the receiver sees it, over a SOCK_SEQPACKET pair.
 //
 //   vinit to launcher                          launcher to vinit
-//   hello            + descriptor of /.proc    exec ID DIR ARG...     + stdin, stdout, stderr
+//   hello   + descriptors of /.proc, /dev      exec ID DIR ARG...     + stdin, stdout, stderr
 //   program          (sent by the program's    kill ID
 //                     process before it runs)  stop | restart
 //   exited STATUS    the program ended

@@ -13,9 +13,18 @@
 //                                                                    board, flash
 //   dev/fb0             /dev/graphics/fb0                            panel file (hal/include/tki_lcd.h)
 //   dev/event0, event1  /dev/input/event0 (touch), event1 (keys)     FIFOs of struct input_event
+//   audio/NAME.s16      /dev/sound/NAME                              mic_main, mic_headset, mic_aux1, mic_aux2: heard over and
+//                                                                    over; out_receiver, out_speaker, out_headset,
+//                                                                    out_speaker_upper: played since last opened. 16 bit, mono,
+//                                                                    48 kHz, little endian
+//   camera/NAME.png     (run/camera/video0 ...) /dev/video0 ...      what the cameras back, aux and front see; a picture that is
+//                                                                    missing is made anew
+//   air/ap              /dev/__vxo_air/ap                            the access point beside it (air/conditions.h)
 //   run/socket/         /dev/socket/                                 vxo_gui: the program answers one JSON description per connection
 //   run/props/          /dev/__vxo_props/                            one file per system property; persist.* survive a boot
 //   run/log/main.log    /dev/__vxo_log/main.log                      the Android log, one line per record (see below)
+//   run/instead/        /app/instead                                 libraries here are loaded in place of the build's, e.g. by
+//                                                                    `handset radio --absent`
 //   run/pc.sock         (served by vinit inside)                     the PC channel: bytes to and from 127.0.0.1:port inside
 //   run/storage/        data, cache and partitions where they take orders (option --storage faults)
 //   run/control.sock    -                                            the launcher's control socket (below)
@@ -41,6 +50,15 @@
 //                                    "none", "good" "overheat" "dead" "over-voltage" "cold" "unspecified-failure" "unknown",
 //                                    0 or 1, percent per hour or "default" -> capacity, status, temp, health, present,
 //                                    voltage_now, current_now (texts of the attributes), charger, drain
+//   fit {[parts, fitted]}         fits the parts or takes them away (kernel/hardware_parts.cpp) -> parts [{name, what, fitted}]; kept
+//                                    in handset.json
+//   sensor {[name, values]}       what a part feels: values is a list of texts -> sensors [{name, values, unit, fitted}], values
+//                                    one text
+//   camera                        looks at the pictures in camera/ anew
+//   radio {[reset] [technology, [primary] [secondary] [spread]] [orders]}
+//                                 what a technology receives (dBm, dBm, dB up or down); orders {operation: how often it fails, or
+//                                    "always", or "silent"}, operation as `handset radio --operations` lists them, or "all"; reset
+//                                    drops earlier orders -> mode, receivers {technology: {primary, secondary, spread}}, orders
 //   writes                        -> writes [[path, value] ...]: what the program wrote into attributes in this boot, in order
 //   storage {...}                 orders for the storage of a handset booted with --storage faults; any of these together
 //     path, fault                    path: "/data" "/cache" "vxocfg" "vxoflag" "vxoprod". fault: "full" (no room for new names
@@ -72,6 +90,12 @@ struct StatePaths {
     std::string etc() const { return root + "/etc"; }
     std::string part(const char *name) const { return root + "/part/" + name; }
     std::string panel() const { return root + "/dev/fb0"; }
+    std::string sounds() const { return root + "/audio"; }
+    std::string sound(const std::string &name) const { return sounds() + "/" + name + ".s16"; }
+    std::string cameras() const { return root + "/camera"; }
+    std::string camera(const std::string &name) const { return cameras() + "/" + name + ".png"; }
+    std::string shown_cameras() const { return root + "/run/camera"; }
+    std::string air() const { return root + "/air"; }
     std::string event(int n) const { return root + "/dev/event" + std::to_string(n); }
     std::string run() const { return root + "/run"; }
     std::string gui_socket() const { return root + "/run/socket/vxo_gui"; }

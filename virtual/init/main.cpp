@@ -67,7 +67,8 @@ private:
         loop_.add(control_.get(), EPOLLIN, [this](uint32_t) { command_came(); });
         if (pc_listener_) proxy_.emplace(loop_, pc_listener_.get(), [this] { freezer_.wake("pc"); });
         const vh::Fd proc(open("/.proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        vh::send_message(control_.get(), {"hello"}, {proc.get()});
+        const vh::Fd dev(open("/dev", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        vh::send_message(control_.get(), {"hello"}, {proc.get(), dev.get()});
     }
 
     int wait_ms() const {

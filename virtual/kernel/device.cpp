@@ -1,5 +1,7 @@
 #include "kernel/device.h"
 
+#include "kernel/sound.h"
+
 #include <algorithm>
 #include <chrono>
 #include <climits>
@@ -19,6 +21,8 @@ Device::Device(const Panel &panel, double speed) : speed_(std::max(speed, 1.0)) 
     suspend_.emplace(tree_, speed_);
     battery_.emplace(tree_, speed_);
     battery_->on_alert([this](const std::string &cause) { suspend_->wake(cause); });
+    modem_.emplace(tree_);
+    hardware_.emplace(tree_, speed_);
     connect_vibrator();
     vibrator_ = std::thread([this] { vibrator_loop(); });
 }
@@ -85,6 +89,10 @@ void Device::add_other() {
     tree_.add("/proc/panel_type", text(), Access::read_only, "1");
     tree_.add("/proc/panel_reg", text(), Access::read_write, "");
     tree_.add("/dev/system", text(), Access::read_only, "");
+    tree_.add("/sys/class/switch/h2w/name", text(), Access::read_only, "h2w");
+    tree_.add("/sys/class/switch/h2w/state", text(), Access::read_only, "0"); // 1 headset with microphone, 2 without
+    for (const char *name : MICROPHONES) tree_.add(std::string(SOUND_FOLDER) + name, text(), Access::read_only, "");
+    for (const char *name : OUTPUTS) tree_.add(std::string(SOUND_FOLDER) + name, text(), Access::write_only, "");
 }
 
 void Device::connect_vibrator() {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "kernel/battery_model.h"
+#include "kernel/hardware_modem.h"
+#include "kernel/hardware_nodes.h"
 #include "kernel/suspend.h"
 #include "kernel/tree.h"
 
@@ -31,6 +33,8 @@ public:
     Tree &tree() { return tree_; }
     Suspend &suspend() { return *suspend_; }
     BatteryModel &battery() { return *battery_; }
+    Modem &modem() { return *modem_; }
+    Hardware &hardware() { return *hardware_; }
     // Lets the handset be suspended (see Suspend::Machine).
     void connect_freezer(std::function<void(bool)> freeze, std::function<Suspend::Clock::time_point()> last_key);
     // The handset boots, or is off. No longer suspended.
@@ -46,6 +50,8 @@ private:
     const double speed_;
     std::optional<Suspend> suspend_;
     std::optional<BatteryModel> battery_;
+    std::optional<Modem> modem_;
+    std::optional<Hardware> hardware_;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;

@@ -2,6 +2,7 @@
 #include "kernel/fuse_fs.h"
 
 #include "kernel/fuse_session.h"
+#include "kernel/sound.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,12 +25,15 @@ struct OpenFile {
     Node *node = nullptr;
     unsigned seen = 0;
     fuse_pollhandle *waiter = nullptr;
+    std::string microphone; // file of a sound device
+    Fd output;
 };
 } // namespace
 
 struct FuseMount::State {
-    explicit State(Tree &t) : tree(t) {}
+    State(Tree &t, std::string s) : tree(t), sounds(std::move(s)) {}
     Tree &tree;
+    const std::string sounds;
     std::mutex mutex; // open_files, their fields, real_proc
     std::set<OpenFile *> open_files;
     Fd real_proc;
@@ -105,6 +109,16 @@ int fs_readdir(const char *path, void *buffer, fuse_fill_dir_t fill, off_t, fuse
     return 0;
 }
 
+int open_sound(const std::string &name, OpenFile &file) {
+    const std::string path = state().sounds + "/" + name + ".s16";
+    if (file.node->access == Access::read_only) {
+        file.microphone = path;
+        return 0;
+    }
+    file.output.reset(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    return file.output ? 0 : -errno;
+}
+
 int fs_open(const char *path, fuse_file_info *info) {
     Node *node = state().tree.find(path);
     if (!node) return -ENOENT;
@@ -115,6 +129,8 @@ int fs_open(const char *path, fuse_file_info *info) {
     auto file = std::make_unique<OpenFile>();
     file->node = node;
     file->seen = node->changes;
+    if (node->path.starts_with(SOUND_FOLDER))
+        if (const int error = open_sound(node->path.substr(strlen(SOUND_FOLDER)), *file)) return error;
     const std::scoped_lock lock(state().mutex);
     state().open_files.insert(file.get());
     info->fh = reinterpret_cast<uint64_t>(file.release());
@@ -132,6 +148,10 @@ int fs_release(const char *, fuse_file_info *info) {
 
 int fs_read(const char *, char *buffer, size_t size, off_t offset, fuse_file_info *info) {
     OpenFile *file = opened(info);
+    if (!file->microphone.empty()) {
+        hear(file->microphone, buffer, size, offset);
+        return static_cast<int>(size);
+    }
     const unsigned changes = file->node->changes;
     std::string text;
     if (const int error = state().tree.read(*file->node, text)) return error;
@@ -146,7 +166,8 @@ int fs_read(const char *, char *buffer, size_t size, off_t offset, fuse_file_inf
 }
 
 // The offset means nothing to an attribute: an appended write replaces the value as any other does.
-int fs_write(const char *, const char *bytes, size_t size, off_t, fuse_file_info *info) {
+int fs_write(const char *, const char *bytes, size_t size, off_t offset, fuse_file_info *info) {
+    if (const Fd &output = opened(info)->output) return keep_played(output.get(), {bytes, size}, offset);
     if (const int error = state().tree.write(*opened(info)->node, std::string_view(bytes, size))) return error;
     return static_cast<int>(size);
 }
@@ -159,7 +180,7 @@ int fs_poll(const char *, fuse_file_info *info, fuse_pollhandle *handle, unsigne
         file->waiter = handle;
     }
     *events |= POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM;
-    if (file->seen != file->node->changes) *events |= POLLPRI | POLLERR;
+    if (file->seen != file->node->changes || !file->node->present) *events |= POLLPRI | POLLERR;
     return 0;
 }
 
@@ -174,7 +195,7 @@ int fs_create(const char *, mode_t, fuse_file_info *) { return -EACCES; }
 int fs_truncate(const char *path, off_t, fuse_file_info *) { return state().tree.find(path) ? 0 : -EACCES; }
 int fs_utimens(const char *, const timespec *, fuse_file_info *) { return 0; }
 
-// The table is fixed, and so are its names and modes: the kernel need not ask for each part of a path again and again.
+// Modes are fixed, and names that go are told: the kernel need not ask for each part of a path again and again.
 // Nor does it ask for a sync twice: an attribute has nothing to be synced, and there is no such operation here.
 void *fs_init(fuse_conn_info *, fuse_config *config) {
     constexpr double FOREVER = 1e9;
@@ -203,10 +224,12 @@ fuse_operations operations() {
 }
 } // namespace
 
-FuseMount::FuseMount(Tree &tree, const std::string &folder) : state_(std::make_unique<State>(tree)) {
+FuseMount::FuseMount(Tree &tree, const std::string &folder, const std::string &sounds)
+    : state_(std::make_unique<State>(tree, sounds)) {
     static const fuse_operations ops = operations();
     tree.on_any_change([fs = state_.get()](Node &node) { wake_pollers(*fs, node); });
     state_->session.emplace(ops, sizeof ops, state_.get(), folder);
+    tree.on_gone([fs = state_.get()](const std::string &path) { fs->session->forget(path); });
 }
 
 FuseMount::~FuseMount() {

@@ -12,8 +12,8 @@ namespace vh {
 class FuseMount {
 public:
     // Mounts on folder, in the calling process's own mount namespace, and serves it from threads of its own until the
-    // process ends. Throws std::runtime_error.
-    FuseMount(Tree &tree, const std::string &folder);
+    // process ends. Throws std::runtime_error. sounds: where the files of kernel/sound.h are.
+    FuseMount(Tree &tree, const std::string &folder, const std::string &sounds);
     ~FuseMount();
     FuseMount(const FuseMount &) = delete;
     FuseMount &operator=(const FuseMount &) = delete;

@@ -7,9 +7,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fuse.h>
+#include <fuse_lowlevel.h>
 #include <memory>
 #include <stdexcept>
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 namespace vh {
 
@@ -34,7 +36,8 @@ void serve(fuse *session) {
 }
 } // namespace
 
-FuseSession::FuseSession(const fuse_operations &operations, size_t size, void *data, const std::string &folder) {
+FuseSession::FuseSession(const fuse_operations &operations, size_t size, void *data, const std::string &folder)
+    : folder_(folder) {
     char name[] = "handset";
     char *argv[] = {name, nullptr};
     fuse_args args = FUSE_ARGS_INIT(1, argv);
@@ -45,6 +48,14 @@ FuseSession::FuseSession(const fuse_operations &operations, size_t size, void *d
     if (!session_ || fuse_mount(session_, target.c_str()) != 0) throw std::runtime_error(folder + " cannot be served");
     device.release(); // belongs to the session now
     loop_ = std::thread(serve, session_);
+}
+
+void FuseSession::forget(const std::string &path) const {
+    const size_t slash = path.rfind('/');
+    struct stat parent {};
+    // The library's own number of a folder is the inode number that it tells.
+    if (stat((folder_ + path.substr(0, slash)).c_str(), &parent) != 0) return;
+    fuse_lowlevel_notify_inval_entry(fuse_get_session(session_), parent.st_ino, path.c_str() + slash + 1, path.size() - slash - 1);
 }
 
 FuseSession::~FuseSession() {

@@ -18,7 +18,11 @@ public:
     FuseSession(const FuseSession &) = delete;
     FuseSession &operator=(const FuseSession &) = delete;
 
+    // Has the kernel forget a name (and all below it) that it was told is there. Not from within an operation.
+    void forget(const std::string &path) const;
+
 private:
+    const std::string folder_;
     fuse *session_ = nullptr;
     std::thread loop_;
 };

@@ -126,6 +126,11 @@ void Suspend::frozen() {
         const std::scoped_lock lock(mutex_);
         told = state_ == State::going;
         if (told) state_ = State::asleep;
+        // One that the program took while it was being stopped: nobody else would tell of it.
+        if (told && machine_.last_key() > since_ && !cause_) {
+            cause_ = "key";
+            changed_.notify_all();
+        }
     }
     if (!told) return; // a wake-up was faster
     count("success");

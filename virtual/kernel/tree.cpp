@@ -70,9 +70,22 @@ void Tree::add(const std::string &path, Rule rule, Access access, const std::str
 }
 
 void Tree::on_change(const std::string &path, std::function<void(const std::string &)> reaction) {
-    Node *node = find(path);
+    Node *node = any(path);
     if (!node) throw std::logic_error("no attribute " + path);
     reactions_[node] = std::move(reaction);
+}
+
+void Tree::on_read(const std::string &path, std::function<std::string(const std::string &)> show) {
+    Node *node = any(path);
+    if (!node) throw std::logic_error("no attribute " + path);
+    node->show = std::move(show);
+}
+
+std::string Tree::shown(const Node &node) const {
+    std::unique_lock lock(mutex_);
+    std::string value = node.value;
+    lock.unlock();
+    return node.show ? node.show(value) : value;
 }
 
 int Tree::read(Node &node, std::string &out) const {
@@ -80,9 +93,14 @@ int Tree::read(Node &node, std::string &out) const {
     const Fault fault = node.fault;
     lock.unlock();
     wait_out(fault);
+    if (!node.present) return -ENODEV;
     if (fault.kind == Fault::Kind::eio) return -EIO;
-    lock.lock();
-    out = fault.kind == Fault::Kind::stale ? node.stale : node.value;
+    if (fault.kind == Fault::Kind::stale) {
+        lock.lock();
+        out = node.stale;
+    } else {
+        out = shown(node);
+    }
     out += '\n';
     return 0;
 }
@@ -92,6 +110,7 @@ int Tree::write(Node &node, std::string_view bytes) {
     const Fault fault = node.fault;
     lock.unlock();
     wait_out(fault);
+    if (!node.present) return -ENODEV;
     if (fault.kind == Fault::Kind::eio) return -EIO;
     if (bytes.size() > PAGE) return -EINVAL;
     if (bytes.ends_with('\n')) bytes.remove_suffix(1);
@@ -115,6 +134,10 @@ void Tree::store(Node &node, const std::string &value) {
         const std::scoped_lock lock(mutex_);
         node.value = value;
     }
+    changed(node);
+}
+
+void Tree::changed(Node &node) {
     ++node.changes;
     if (listener_) listener_(node);
 }
@@ -125,30 +148,29 @@ void Tree::change(Node &node, const std::string &value) {
 }
 
 bool Tree::set(const std::string &path, const std::string &value) {
-    Node *node = find(path);
+    Node *node = any(path);
     if (!node || value.size() > PAGE) return false;
     change(*node, value);
     return true;
 }
 
 bool Tree::publish(const std::string &path, const std::string &value) {
-    Node *node = find(path);
+    Node *node = any(path);
     if (node) store(*node, value);
     return node != nullptr;
 }
 
 std::optional<std::string> Tree::get(const std::string &path) const {
-    const Node *node = find(path);
-    if (!node) return std::nullopt;
-    const std::scoped_lock lock(mutex_);
-    return node->value;
+    const Node *node = any(path);
+    return node ? std::optional(shown(*node)) : std::nullopt;
 }
 
 bool Tree::set_fault(const std::string &path, const Fault &fault) {
-    Node *node = find(path);
+    Node *node = any(path);
     if (!node) return false;
+    const std::string now = shown(*node);
     const std::scoped_lock lock(mutex_);
-    if (fault.kind == Fault::Kind::stale && node->fault.kind != Fault::Kind::stale) node->stale = node->value;
+    if (fault.kind == Fault::Kind::stale && node->fault.kind != Fault::Kind::stale) node->stale = now;
     node->fault = fault;
     return true;
 }
@@ -160,24 +182,48 @@ void Tree::reset() {
     journal_.clear();
 }
 
-Node *Tree::find(const std::string &path) const {
+Node *Tree::any(const std::string &path) const {
     const auto found = nodes_.find(path);
     return found == nodes_.end() ? nullptr : found->second.get();
+}
+
+Node *Tree::find(const std::string &path) const {
+    Node *node = any(path);
+    return node && node->present ? node : nullptr;
 }
 
 bool Tree::is_folder(const std::string &path) const {
     if (path == "/") return true;
     const std::string prefix = path + "/";
-    const auto next = nodes_.lower_bound(prefix);
-    return next != nodes_.end() && next->first.starts_with(prefix);
+    for (auto it = nodes_.lower_bound(prefix); it != nodes_.end() && it->first.starts_with(prefix); ++it)
+        if (it->second->present) return true;
+    return false;
 }
 
 std::vector<std::string> Tree::children(const std::string &folder) const {
     const std::string prefix = folder == "/" ? "/" : folder + "/";
     std::set<std::string> names;
     for (auto it = nodes_.lower_bound(prefix); it != nodes_.end() && it->first.starts_with(prefix); ++it)
-        names.insert(it->first.substr(prefix.size(), it->first.find('/', prefix.size()) - prefix.size()));
+        if (it->second->present)
+            names.insert(it->first.substr(prefix.size(), it->first.find('/', prefix.size()) - prefix.size()));
     return {names.begin(), names.end()};
+}
+
+void Tree::set_present(const std::string &path, bool present) {
+    std::set<std::string> gone;
+    std::vector<Node *> hit;
+    for (auto it = nodes_.lower_bound(path); it != nodes_.end() && it->first.starts_with(path); ++it) {
+        const bool below = it->first.size() == path.size() || it->first[path.size()] == '/';
+        if (below && it->second->present.exchange(present) != present) hit.push_back(it->second.get());
+    }
+    for (const Node *node : hit) {
+        size_t end = node->path.find('/', 1);
+        while (end != std::string::npos && is_folder(node->path.substr(0, end))) end = node->path.find('/', end + 1);
+        gone.insert(node->path.substr(0, end));
+    }
+    if (!present && gone_)
+        for (const std::string &name : gone) gone_(name);
+    for (Node *node : hit) changed(*node); // who waits for it wakes up
 }
 
 } // namespace vh

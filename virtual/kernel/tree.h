@@ -48,6 +48,8 @@ struct Node {
     std::string stale; // what a reader sees under the stale fault
     Fault fault;
     std::atomic<unsigned> changes{0}; // for poll
+    std::atomic<bool> present{true};  // its part is fitted
+    std::function<std::string(const std::string &value)> show; // what a read gives; none: the value
 };
 
 class Tree {
@@ -57,11 +59,20 @@ public:
     void on_change(const std::string &path, std::function<void(const std::string &value)> reaction);
     // Runs after every change of any node: wakes pollers.
     void on_any_change(std::function<void(Node &)> listener) { listener_ = std::move(listener); }
+    // Makes what a read gives out of the node's value, at each read, on the reader's thread, without a lock held.
+    void on_read(const std::string &path, std::function<std::string(const std::string &value)> show);
+
+    // Takes the node of that path, or all nodes below that folder, away or puts them back. A node that is away keeps its
+    // value: models go on behind it, a boot resets it; programs do not find it, and its open files answer ENODEV.
+    void set_present(const std::string &path, bool present);
+    // Runs after names have gone: the topmost one that is no more.
+    void on_gone(std::function<void(const std::string &path)> listener) { gone_ = std::move(listener); }
 
     // From the program's side: 0 or a negative errno. Faults apply.
     int read(Node &node, std::string &out) const;
     int write(Node &node, std::string_view bytes);
-    // From the hardware's side: also read-only nodes and values a driver would refuse. False: no such node.
+    // From the hardware's side: also nodes that are away, read-only ones, and values a driver would refuse. False: no such
+    // node.
     bool set(const std::string &path, const std::string &value);
     // The same for the model behind the attribute, which knows already: no reaction runs.
     bool publish(const std::string &path, const std::string &value);
@@ -76,12 +87,16 @@ public:
     std::vector<Written> journal() const;
     static constexpr size_t JOURNAL = 1000;
 
+    // From the program's side: what is present.
     Node *find(const std::string &path) const;
     bool is_folder(const std::string &path) const;
     std::vector<std::string> children(const std::string &folder) const;
 
 private:
+    Node *any(const std::string &path) const;
     void store(Node &node, const std::string &value);
+    std::string shown(const Node &node) const;
+    void changed(Node &node);
     void change(Node &node, const std::string &value);
 
     mutable std::mutex mutex_; // values, faults and journal; the table itself is fixed once the tree is served
@@ -89,6 +104,7 @@ private:
     std::map<std::string, std::unique_ptr<Node>> nodes_;
     std::map<const Node *, std::function<void(const std::string &)>> reactions_;
     std::function<void(Node &)> listener_;
+    std::function<void(const std::string &)> gone_;
 };
 
 } // namespace vh

@@ -1,5 +1,6 @@
 #include "launcher/box.h"
 
+#include "launcher/hardware_request.h"
 #include "launcher/state_dir.h"
 
 #include <algorithm>
@@ -97,11 +98,13 @@ int Box::run() {
         enter_namespaces();
         make_props_clock();
         device_ = std::make_unique<Device>(panel, plan_.options.speed);
+        for (const std::string &part : plan_.options.unfit) device_->hardware().fit(part, false);
+        show_cameras(paths_, device_->hardware());
         // A command in place of the program is nobody's to suspend.
         if (!plan_.once)
             device_->connect_freezer([this](bool freeze) { tell_vinit({freeze ? "freeze" : "thaw"}); },
                                      [this] { return last_written(paths_.event(1)); });
-        kernel_ = std::make_unique<FuseMount>(device_->tree(), mount_dir(paths_));
+        kernel_ = std::make_unique<FuseMount>(device_->tree(), mount_dir(paths_), paths_.sounds());
         if (plan_.options.storage == "faults") {
             storage_ = std::make_unique<Storage>(paths_, [this] { signal_event(power_cut_); });
             storage_mount_ = std::make_unique<StorageMount>(*storage_, storage_dir(paths_));
@@ -173,7 +176,9 @@ Box::End Box::boot_once() {
     device_->power(true);
     clear_event(power_cut_);
     const Fd pc_listener(listen_unix(paths_.pc_socket(), 64));
-    Sandbox sandbox = start_sandbox(paths_, plan_, pc_listener);
+    SandboxPlan plan = plan_;
+    plan.options.unfit = device_->hardware().unfitted();
+    Sandbox sandbox = start_sandbox(paths_, plan, pc_listener);
     {
         const std::scoped_lock lock(mutex_);
         ++boots_;
@@ -249,7 +254,12 @@ void Box::handle_message(const Message &message) {
     const std::string verb = message.fields.empty() ? "" : message.fields[0];
     const std::string argument = message.fields.size() > 1 ? message.fields[1] : "";
     if (verb == "hello") {
-        if (!message.fds.empty()) kernel_->set_real_proc(Fd(dup(message.fds[0].get())));
+        if (message.fds.size() == 2) {
+            kernel_->set_real_proc(Fd(dup(message.fds[0].get())));
+            const std::scoped_lock lock(fitting_);
+            dev_.reset(dup(message.fds[1].get()));
+            show_device_names(dev_, device_->hardware()); // as it has become meanwhile
+        }
         const std::scoped_lock lock(mutex_);
         init_pid_ = message.sender;
         state_ = "running";
@@ -298,6 +308,18 @@ nlohmann::json Box::storage(const nlohmann::json &request) {
         if (state_ != "running") throw std::runtime_error("there is no power to cut: the handset is not running");
     }
     return storage_->order(request);
+}
+
+nlohmann::json Box::hardware(const nlohmann::json &request) {
+    const std::scoped_lock lock(fitting_);
+    nlohmann::json answer = run_hardware(device_->hardware(), request);
+    if (request.at("op") == "sensor") return answer;
+    show_cameras(paths_, device_->hardware());
+    if (dev_) show_device_names(dev_, device_->hardware());
+    BootOptions options = load_options(paths_);
+    options.unfit = device_->hardware().unfitted();
+    save_options(paths_, options);
+    return answer;
 }
 
 void Box::tell_vinit(const std::vector<std::string> &fields) {

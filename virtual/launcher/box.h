@@ -43,7 +43,9 @@ public:
     void order(Order order) override;
     Tree &tree() override { return device_->tree(); }
     BatteryModel &battery() override { return device_->battery(); }
+    Modem &modem() override { return device_->modem(); }
     nlohmann::json storage(const nlohmann::json &request) override;
+    nlohmann::json hardware(const nlohmann::json &request) override;
     int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) override;
 
 private:
@@ -79,6 +81,8 @@ private:
     std::unique_ptr<Storage> storage_; // only when it takes orders
     std::unique_ptr<StorageMount> storage_mount_;
     std::unique_ptr<ControlServer> control_;
+    std::mutex fitting_; // what is fitted, where it is kept and shown, and the cameras' pictures
+    Fd dev_;             // the /dev of the sandbox that was started last
     Fd orders_ready_, power_cut_; // eventfd
 
     std::mutex mutex_; // everything below

@@ -3,6 +3,7 @@
 #include "common/message.h"
 #include "common/state.h"
 #include "launcher/battery_request.h"
+#include "launcher/radio_request.h"
 
 #include <array>
 #include <cerrno>
@@ -92,11 +93,9 @@ json run_exec(ControlHost &host, const json &request, const std::vector<Fd> &fds
 
 json run_attr(ControlHost &host, const json &request) {
     const std::string path = request.at("path");
-    if (request.contains("value") && !host.tree().set(path, request["value"]))
-        throw std::runtime_error("no such attribute: " + path);
-    const std::optional<std::string> value = host.tree().get(path);
-    if (!value) throw std::runtime_error("no such attribute: " + path);
-    return {{"value", *value}};
+    if (!host.tree().find(path)) throw std::runtime_error("no such attribute: " + path);
+    if (request.contains("value")) host.tree().set(path, request["value"]);
+    return {{"value", host.tree().get(path).value_or("")}};
 }
 
 json run_fault(ControlHost &host, const json &request) {
@@ -120,7 +119,9 @@ json answer(ControlHost &host, const std::string &line, const std::vector<Fd> &f
     if (op == "attr") return run_attr(host, request);
     if (op == "fault") return run_fault(host, request);
     if (op == "battery") return run_battery(host.battery(), host.tree(), request);
+    if (op == "radio") return run_radio(host.modem(), request);
     if (op == "writes") return run_writes(host);
+    if (op == "fit" || op == "sensor" || op == "camera") return host.hardware(request);
     if (op == "storage") return host.storage(request);
     if (op == "exec") return run_exec(host, request, fds, client);
     if (op != "stop" && op != "reboot" && op != "boot") throw std::runtime_error("unknown request '" + op + "'");

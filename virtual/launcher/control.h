@@ -3,6 +3,7 @@
 
 #include "common/fd.h"
 #include "kernel/battery_model.h"
+#include "kernel/hardware_modem.h"
 #include "kernel/tree.h"
 
 #include <list>
@@ -23,8 +24,11 @@ public:
     virtual void order(Order order) = 0;
     virtual Tree &tree() = 0;
     virtual BatteryModel &battery() = 0;
+    virtual Modem &modem() = 0;
     // A request with op "storage". Throws.
     virtual nlohmann::json storage(const nlohmann::json &request) = 0;
+    // A request with op "fit", "sensor" or "camera". Throws.
+    virtual nlohmann::json hardware(const nlohmann::json &request) = 0;
     // Runs a command inside and waits. stdio: three descriptors. It is killed when the client hangs up. Throws.
     virtual int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) = 0;
 };

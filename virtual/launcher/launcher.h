@@ -24,6 +24,7 @@ struct BootOptions {
     std::string program_dir; // holds bin/ and lib/ of what runs inside when that was built otherwise; empty: build_dir
     std::string rootfs_dir; // holds system/, tki_config.ini and tki_language.ini
     std::string storage = "direct"; // "faults": it takes orders (common/state.h, op "storage")
+    std::vector<std::string> unfit;         // parts that are not fitted (kernel/hardware_parts.cpp)
     bool once = false;     // launch() returns at the first reboot (129) or power-off (130) instead of going on
     std::vector<std::string> program;       // empty: /app/bin/mmi. With arguments; runs inside
     std::map<std::string, std::string> env; // further environment of the program

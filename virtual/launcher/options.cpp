@@ -9,7 +9,7 @@ namespace vh {
 void to_json(nlohmann::json &json, const BootOptions &o) {
     json = {{"name", o.name},           {"size", {o.width, o.height}}, {"config", o.config},     {"language", o.language},
             {"bootmode", o.bootmode},   {"speed", o.speed},            {"headless", o.headless}, {"build_dir", o.build_dir},
-            {"program_dir", o.program_dir}, {"rootfs_dir", o.rootfs_dir}, {"storage", o.storage}, {"once", o.once},
+            {"program_dir", o.program_dir}, {"rootfs_dir", o.rootfs_dir}, {"storage", o.storage}, {"unfit", o.unfit}, {"once", o.once},
             {"program", o.program},     {"env", o.env},                {"props", o.props}};
 }
 
@@ -29,6 +29,7 @@ void from_json(const nlohmann::json &json, BootOptions &o) {
     o.program_dir = json.value("program_dir", d.program_dir);
     o.rootfs_dir = json.value("rootfs_dir", d.rootfs_dir);
     o.storage = json.value("storage", d.storage);
+    o.unfit = json.value("unfit", d.unfit);
     o.once = json.value("once", d.once);
     o.program = json.value("program", d.program);
     o.env = json.value("env", d.env);

@@ -1,8 +1,10 @@
 #include "launcher/sandbox.h"
 
 #include "common/message.h"
+#include "kernel/hardware_parts.h"
 #include "launcher/state_dir.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -30,7 +32,7 @@ void add_namespaces(Arguments &a) {
 
 void add_environment(Arguments &a, const SandboxPlan &plan) {
     append(a, {"--setenv", "PATH", "/system/bin:/system/vendor/bin:/usr/sbin:/usr/bin:/sbin:/bin", "--setenv", "HOME",
-               "/data", "--setenv", "LD_LIBRARY_PATH", "/app/lib"});
+               "/data", "--setenv", "LD_LIBRARY_PATH", "/app/instead:/app/lib"});
     for (const char *name : {"TERM", "ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS", "LANG", "GTEST_COLOR",
                              "GTEST_FILTER", "GTEST_OUTPUT"})
         if (const char *value = getenv(name)) append(a, {"--setenv", name, value});
@@ -51,21 +53,26 @@ void add_root(Arguments &a, const StatePaths &paths, const std::string &storage)
                "--dir", "/var/lib/dhcpcd", "--symlink", "/tmp", "/var/tmp"});
 }
 
-void add_devices(Arguments &a, const StatePaths &paths, const std::string &storage) {
+void add_devices(Arguments &a, const StatePaths &paths, const std::string &storage, const std::vector<std::string> &unfit) {
     const std::string by_name = "/dev/block/bootdevice/by-name/", kernel = mount_dir(paths);
     append(a, {"--proc", "/.proc", "--bind", kernel + "/proc", "/proc", "--bind", kernel + "/sys", "/sys", "--dev", "/dev",
-               "--bind", kernel + "/dev/system", by_name + "system"});
+               "--bind", kernel + "/dev/system", by_name + "system", "--bind", kernel + "/dev/sound", "/dev/sound"});
     for (const char *part : {"vxocfg", "vxoflag", "vxoprod"}) append(a, {"--bind", storage + "/part/" + part, by_name + part});
+    append(a, {"--ro-bind", paths.shown_cameras(), "/dev/camera"});
+    for (const DeviceName &device : DEVICE_NAMES)
+        if (std::ranges::find(unfit, device.part) == unfit.end())
+            append(a, {"--symlink", device.leads_to, std::string("/dev/") + device.name});
     append(a, {"--bind", paths.panel(), "/dev/graphics/fb0", "--bind", paths.event(0), "/dev/input/event0", "--bind",
                paths.event(1), "/dev/input/event1", "--bind", paths.run() + "/socket", "/dev/socket", "--bind",
-               paths.props(), "/dev/__vxo_props", "--bind", paths.run() + "/log", "/dev/__vxo_log"});
+               paths.props(), "/dev/__vxo_props", "--bind", paths.run() + "/log", "/dev/__vxo_log", "--ro-bind",
+               paths.air(), "/dev/__vxo_air"});
 }
 
 void add_program_folders(Arguments &a, const SandboxPlan &plan) {
     const std::string &build = plan.options.build_dir;
     const std::string &program = plan.options.program_dir.empty() ? build : plan.options.program_dir;
     append(a, {"--ro-bind", program + "/bin", "/app/bin", "--ro-bind-try", program + "/lib", "/app/lib", "--ro-bind",
-               build + "/bin/vinit", "/app/vinit"});
+               build + "/bin/vinit", "/app/vinit", "--ro-bind-try", build + "/bin/vair", "/app/vair"});
     if (!plan.with_source) return;
     const std::string source = std::filesystem::path(plan.options.rootfs_dir).parent_path().parent_path();
     if (std::filesystem::is_directory(source) && source != "/") append(a, {"--ro-bind", source, source});
@@ -77,7 +84,8 @@ Arguments command_line(const StatePaths &paths, const SandboxPlan &plan, int con
     add_namespaces(a);
     add_environment(a, plan);
     add_root(a, paths, storage_root(paths, plan));
-    add_devices(a, paths, storage_root(paths, plan));
+    add_devices(a, paths, storage_root(paths, plan), plan.options.unfit);
+    append(a, {"--ro-bind", paths.run() + "/instead", "/app/instead"});
     add_program_folders(a, plan);
     append(a, {"--chdir", "/", "/app/vinit", std::to_string(control), std::to_string(pc_listener),
                std::string(plan.once ? "once" : "service") + (plan.options.storage == "faults" ? ",syncs" : "")});

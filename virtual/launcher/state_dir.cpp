@@ -168,7 +168,8 @@ void prepare_state(const StatePaths &paths, const BootOptions &options) {
         throw std::runtime_error("the storage is 'direct' or takes 'faults', not '" + options.storage + "'");
     clean_run(paths);
     for (const std::string &folder : {paths.data(), paths.cache(), paths.sysrw() + "/upper", paths.sysrw() + "/work",
-                                      paths.etc(), paths.root + "/part", paths.root + "/dev", mount_dir(paths), storage_dir(paths)})
+                                      paths.etc(), paths.root + "/part", paths.root + "/dev", paths.sounds(), paths.cameras(), paths.shown_cameras(), paths.air(),
+                                      mount_dir(paths), storage_dir(paths), paths.run() + "/instead"})
         fs::create_directories(folder);
     make_partition(paths.part("vxocfg"), 16384, "");
     make_partition(paths.part("vxoflag"), 4096, "");

@@ -1,4 +1,6 @@
 #!/bin/sh
-# Takes the wireless interface down. A handset without one has nothing to do.
-[ -d /sys/class/net/wlan0 ] || ip link show wlan0 >/dev/null 2>&1 || exit 0
+# Ends the supplicant and takes the wireless interface down. A handset that never had one up has nothing to do.
+ip link show wlan0 >/dev/null 2>&1 || exit 0
+/app/vair down
+ip addr flush dev wlan0
 exec ip link set wlan0 down

@@ -1,4 +1,4 @@
 #!/bin/sh
-# Brings the wireless interface up. A handset without one has nothing to do.
-[ -d /sys/class/net/wlan0 ] || ip link show wlan0 >/dev/null 2>&1 || exit 0
-exec ip link set wlan0 up
+# Loads the wireless driver, which makes wlan0, and starts the supplicant. A handset without a radio has nothing to do.
+[ -d /sys/class/net/wlan0 ] || exit 0
+/app/vair up && ip link set wlan0 up
