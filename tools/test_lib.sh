@@ -1,5 +1,6 @@
 # Pieces of ./test: building, the choice of the sandbox, running GoogleTest programs and counting.
-UNIT_PROGRAMS="base config device vcore hal shell testwnd channel aging fuzz"
+UNIT_PROGRAMS="base config device vcore hal shell testwnd channel aging rf fuzz"
+THREADED_PROGRAMS="base device vcore hal shell testwnd channel"
 passed=0 failed=0 skipped=0
 failures=() left_out=()
 sandbox=handset
@@ -77,21 +78,42 @@ run_unit() { # PRESET ROOM
 }
 
 # Whole handsets under sanitizers: those with threads and text from outside. Left out is what repeats the same code over many
-# boots (power cuts, all screen sizes), what counts wake-ups, and what races simulated time at a hundredfold speed.
-scenarios_tsan='*-PowerCut.*:AllSizes/*:Twenty.*:Power.TheBatteryByTheCommandLine'
-scenarios_asan='Robustness.*:Startup.*:Resume.*:Pc.*'
+# boots or commands (power cuts, all screen sizes, hostile arguments), what counts wake-ups, and what races simulated time at a
+# hundredfold speed.
+scenarios_tsan='*-PowerCut.*:AllSizes/*:Twenty.*:Power.TheBatteryByTheCommandLine:Pc.Hostile*:Pc.NoReply*'
+scenarios_asan='*RandomOperator*:Robustness.*:Startup.*:Resume.*:Pc.*'
+
+# Whole handsets mostly wait: several run at once. What needs the machine's full speed is run behind them, alone.
+HANDSET_SHARDS=3 ALONE='Twenty.*:PowerCut.*'
 
 run_host_tests() { # PROGRAM [PRESET FILTER]: starts its own sandboxes; with PRESET the handset's program is that build's
-  local name="$1${2:+ ($2)}" log="build/test-$1${2:+-$2}.log" run=()
-  [ -n "${2:-}" ] && run=(env VXO_PROGRAM_BUILD="$PWD/build/$2" VXO_TEST_PATIENCE=4 setarch "$(uname -m)" -R)
+  local name="$1${2:+ ($2)}" filter=${3:-*} shard
   if [ $sandbox = proot ]; then
     left_out+=("$1: needs user namespaces and /dev/fuse ($(head -1 build/sandbox.log))"); return
   fi
   if [ ! -x "build/release/bin/$1" ]; then echo "FAIL $1: not built"; failed=$((failed + 1)); failures+=("$1"); return; fi
-  VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" timeout -k 10 900 \
-    "${run[@]}" "build/release/bin/$1" ${3:+"--gtest_filter=$3"} 2>&1 </dev/null | tee "$log" |
+  if [ "$1" != unit_scenario ]; then host_shard "$1" "${2:-}" "$filter" 0 1; count_gtest "$name" $? "$(host_log "$1" "${2:-}" 0)"; return; fi
+  [[ $filter == *-* ]] && local shared="$filter:$ALONE" || local shared="$filter-$ALONE"
+  local pids=() status
+  for ((shard = 0; shard < HANDSET_SHARDS; shard++)); do host_shard "$1" "${2:-}" "$shared" $shard $HANDSET_SHARDS & pids+=($!); done
+  for ((shard = 0; shard < HANDSET_SHARDS; shard++)); do
+    wait "${pids[shard]}"; status=$?
+    count_gtest "$name, $((shard + 1)) of $HANDSET_SHARDS" $status "$(host_log "$1" "${2:-}" $shard)"
+  done
+  [ -n "${2:-}" ] && return
+  host_shard "$1" "" "$ALONE" alone 1; count_gtest "$name, alone" $? "$(host_log "$1" "" alone)"
+}
+
+host_log() { echo "build/test-$1${2:+-$2}-$3.log"; } # PROGRAM PRESET SHARD
+
+host_shard() { # PROGRAM PRESET FILTER SHARD OF
+  local run=() index=0
+  [ -n "$2" ] && run=(VXO_PROGRAM_BUILD="$PWD/build/$2" VXO_TEST_PATIENCE=4 setarch "$(uname -m)" -R)
+  [ "$4" = alone ] || index=$4
+  timeout -k 10 900 env VXO_SOURCE="$PWD" VXO_BUILD="$PWD/build/release" GTEST_TOTAL_SHARDS="$5" GTEST_SHARD_INDEX="$index" \
+    "${run[@]}" "build/release/bin/$1" "--gtest_filter=$3" 2>&1 </dev/null | tee "$(host_log "$1" "$2" "$4")" |
     awk '/^\[       OK|^\[  FAILED|^power cut:/ { print "  " $0; fflush() }'
-  count_gtest "$name" "${PIPESTATUS[0]}" "$log"
+  return "${PIPESTATUS[0]}"
 }
 
 run_pc_scripts() {

@@ -41,13 +41,9 @@ TEST(Sysfs, WriteCountsOnlyWhenItReadsBack) {
     EXPECT_EQ(write_file("/proc/self/no-such", "1"), -1);
     EXPECT_EQ(write_file("/data/long", std::string(257, 'x').c_str()), -1) << "cannot be verified";
     EXPECT_FALSE(file_readable("/data/long"));
-    EXPECT_EQ(write_file(number, before.c_str()), 0);
-}
-
-TEST(Sysfs, StaleReadBackFails) {
     files::put("/data/stale", "old");
-    EXPECT_EQ(write_file("/data/stale", "new"), -1); // an ordinary file appends: its first bytes are the old ones
-    EXPECT_EQ(files::get("/data/stale"), "oldnew");
+    EXPECT_EQ(write_file("/data/stale", "new"), -1) << "an ordinary file appends: its first bytes are the old ones";
+    EXPECT_EQ(write_file(number, before.c_str()), 0);
 }
 
 TEST(Sysfs, ReadsTouchesAndRemoves) {
@@ -59,9 +55,7 @@ TEST(Sysfs, ReadsTouchesAndRemoves) {
     EXPECT_EQ(read_file("/data/empty", buffer, 4), -1);
     EXPECT_EQ(read_file("/data/none", buffer, 4), -1);
     EXPECT_EQ(touch_file("/data/marker"), 0);
-    EXPECT_TRUE(file_readable("/data/marker"));
-    EXPECT_EQ(remove_file("/data/marker"), 0);
-    EXPECT_EQ(remove_file("/data/marker"), 0) << "already gone";
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(remove_file("/data/marker"), 0) << "already gone is no fault";
     EXPECT_EQ(remove_file("/data"), -1);
 }
 
@@ -97,13 +91,11 @@ TEST(Encoding, BothWaysAndRubbish) {
 TEST(WorkerTest, StopEndsAWaitAndJoins) {
     std::atomic<int> ended{0};
     Worker worker;
-    EXPECT_FALSE(worker.running());
     const auto wait = [&] {
         while (tp_clock_sleep_or_stop_ns(3600LL * 1000000000)) {}
         ++ended;
     };
     ASSERT_TRUE(worker.start("waits", wait));
-    EXPECT_TRUE(worker.running());
     ASSERT_TRUE(worker.start("again", wait)) << "stops the first one";
     EXPECT_EQ(ended, 1);
     worker.stop();

@@ -1,6 +1,8 @@
 // The registry, the parser with all that the table relies on, and the dispatcher.
-#include <android/log.h>
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -115,28 +117,6 @@ TEST_F(ParserTest, every_row_of_the_table_reaches_its_handler) {
     }
 }
 
-// Where nobody reads the log only the rows that begin as the line does are asked.
-TEST_F(ParserTest, a_silent_log_changes_no_selection) {
-    add_table();
-    add({{"LCDMoudle", "", A}});
-    const int level = __android_log_get_minimum_priority();
-    for (int round = 0; round < 2; ++round) {
-        for (const CommandRow &row : g_command_table) {
-            for (const char *end : {"", " ", " 7", " close", "x", "  "}) {
-                const std::string line = row.cmd + std::string(end);
-                std::string loud_argument, silent_argument;
-                __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
-                const CommandHandler loud = lookup(line, &loud_argument);
-                __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-                EXPECT_EQ(lookup(line, &silent_argument), loud) << line;
-                EXPECT_EQ(silent_argument, loud_argument) << line;
-            }
-        }
-        add({{"", "", B}}); // a prefix of every line
-    }
-    __android_log_set_minimum_priority(level);
-}
-
 TEST_F(ParserTest, the_table_keeps_its_order) {
     for (int i = 0; i < COMMAND_ROWS; ++i) {
         for (int j = i + 1; j < COMMAND_ROWS; ++j) {
@@ -165,6 +145,27 @@ TEST_F(ParserTest, words_that_the_pc_scripts_rely_on) {
     EXPECT_EQ(lookup("batteryMoudle testItem chargeing"), AutoTest_battery_charging_Read); // both spellings
     EXPECT_EQ(lookup("forcetouchcomprehensiveMoudle testItem read"), automated_force_touch_calibration_read);
     EXPECT_EQ(lookup("lcdmoudle testItem FFFFFF"), nullptr);
+}
+
+// What reaches a row: its handler, by its own words.
+TEST_F(ParserTest, pc_scripts_cover_every_row_on_a_whole_handset_and_on_a_bare_one) {
+    add_table();
+    for (const char *handset : {"default", "bare"}) {
+        std::vector<std::pair<std::string, CommandHandler>> lines;
+        for (const std::string folder : {handset, "fast"}) { // what waits for an operator, on either
+            for (const auto &script : std::filesystem::directory_iterator(VXO_SOURCE "/tests/pc/" + folder)) {
+                if (script.path().extension() != ".at") continue;
+                std::ifstream file(script.path());
+                for (std::string line; std::getline(file, line);)
+                    if (const size_t end = line.find(" |"); end != line.npos)
+                        lines.emplace_back(line.substr(0, end), lookup(line.substr(0, end)));
+            }
+        }
+        for (const CommandRow &row : g_command_table)
+            EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const auto &line) {
+                return line.second == row.fun && line.first.starts_with(row.cmd);
+            })) << handset << ": no line of tests/pc/" << handset << "/*.at for " << row.cmd << " " << row.action;
+    }
 }
 
 TEST_F(ParserTest, without_the_device_library_there_is_no_channel) {

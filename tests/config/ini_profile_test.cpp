@@ -37,16 +37,6 @@ TEST(IniProfile, FindsSectionsAndKeys) {
     for (const auto &row : rows) EXPECT_EQ(read_value(row.text, row.section, row.key), row.value) << row.text;
 }
 
-TEST(IniProfile, Positions) {
-    int p[6];
-    EXPECT_EQ(parse_file("s", "k", "\n[ s ]\n k = vv \n", &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]), 1);
-    const int all[6] = {1, 5, 8, 8, 12, 13};
-    EXPECT_TRUE(std::equal(p, p + 6, all));
-    EXPECT_EQ(parse_file("s", "x", "[s]\nk=v\n", &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]), 0);
-    const int section_only[6] = {0, 2, -1, -1, -1, -1};
-    EXPECT_TRUE(std::equal(p, p + 6, section_only));
-}
-
 TEST(IniProfile, ReadsIntoSmallBuffers) {
     files::put(PATH, "[s]\nk=abcdef\nn=12ab\nt=x\n");
     char out[5] = {'#', '#', '#', '#', '#'};

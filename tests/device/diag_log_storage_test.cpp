@@ -2,18 +2,11 @@
 #include "device/diag_log.h"
 
 #include <csignal>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <string>
+#include <support/files.h>
 #include <sys/resource.h>
 
 namespace {
-
-std::string content(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // While it lives no file of this process grows beyond the size: as on a storage that is full there.
 class RoomFor {
@@ -27,8 +20,6 @@ public:
         setrlimit(RLIMIT_FSIZE, &limit_);
         signal(SIGXFSZ, before_);
     }
-    RoomFor(const RoomFor &) = delete;
-    RoomFor &operator=(const RoomFor &) = delete;
 
 private:
     rlimit limit_{};
@@ -37,7 +28,7 @@ private:
 
 TEST(DiagLogStorage, NoLineIsTorn) {
     const std::string path = testing::TempDir() + "torn.log";
-    std::ofstream(path) << "a line that the power c";
+    files::put(path, "a line that the power c");
     FILE *log = nullptr;
     ASSERT_EQ(init_tki_log(&log, testing::TempDir().c_str(), "torn.log"), 0);
     EXPECT_EQ(writetkilog_NoTime(log, "T", "first"), 0);
@@ -46,10 +37,10 @@ TEST(DiagLogStorage, NoLineIsTorn) {
         const RoomFor room(whole.size() + 6);
         EXPECT_EQ(writetkilog_NoTime(log, "T", "has no room"), -1);
         EXPECT_EQ(writetkilog_NoTime(log, "T", "nor has this"), -1);
-        EXPECT_EQ(content(path), whole);
+        EXPECT_EQ(files::get(path), whole);
     }
     EXPECT_EQ(writetkilog_NoTime(log, "T", "again"), 0);
-    EXPECT_EQ(content(path), whole + "[T]\nagain\n");
+    EXPECT_EQ(files::get(path), whole + "[T]\nagain\n");
     uninit_tkilog(log);
     remove(path.c_str());
 }

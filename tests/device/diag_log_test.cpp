@@ -23,18 +23,9 @@ std::string logged(const std::function<void(FILE *)> &write) {
 } // namespace
 
 TEST(DiagLog, LineForms) {
-    EXPECT_EQ(logged([](FILE *f) { writetkilog_NoTime(f, "TAG", "%s %d", "text", 7); }), "[TAG]\ntext 7\n");
     const std::string line = logged([](FILE *f) { writetkilog(f, "TAG", "text"); });
     EXPECT_TRUE(std::regex_match(line, std::regex(R"(\d\d/\d\d-\d\d:\d\d:\d\d \[TAG\] text\n)"))) << line;
     EXPECT_EQ(writetkilog(nullptr, "TAG", "text"), -1);
-    EXPECT_EQ(writetkilog_NoTime(nullptr, "TAG", "text"), -1);
-    EXPECT_EQ(uninit_tkilog(nullptr), 0);
-}
-
-TEST(DiagLog, CutsLongMessages) {
-    const std::string tag(300, 't'), text(2000, 'x');
-    EXPECT_EQ(logged([&](FILE *f) { writetkilog_NoTime(f, tag.c_str(), "%s", text.c_str()); }),
-              "[" + tag + "]\n" + text.substr(0, 1023) + "\n");
 }
 
 TEST(DiagLog, FormatsAsPrintfDoes) {
@@ -45,6 +36,7 @@ TEST(DiagLog, FormatsAsPrintfDoes) {
         EXPECT_EQ(logged([&](FILE *f) { writetkilog_NoTime(f, "T", args...); }), "[T]\n" + std::string(expected) + "\n");
     };
     row("100%% %s", "text");
+    row("%s", std::string(2000, 'x').c_str()); // cut
     row("%s:%d,%d.%s", "a", INT_MIN, 0, "");
     row("%s%s|", is_long.c_str(), "123456");
     row("%s%d", is_long.c_str(), 1234567);
@@ -69,15 +61,6 @@ TEST(DiagLog, OpensAndAppends) {
     file = stderr;
     EXPECT_EQ(init_tki_log(&file, "/data/file/sub", "x"), -1);
     EXPECT_EQ(file, nullptr);
-}
-
-TEST(DiagLog, MakesFolders) {
-    EXPECT_EQ(mkdir_main("/data/m//n/o/"), 0);
-    EXPECT_TRUE(std::filesystem::is_directory("/data/m/n/o"));
-    EXPECT_EQ(mkdir_main("/data/m/n/o"), 0);
-    files::put("/data/plain", "");
-    EXPECT_EQ(mkdir_main("/data/plain/x"), -1);
-    EXPECT_EQ(mkdir_main(("/data/" + std::string(260, 'x')).c_str()), 1);
 }
 
 TEST(DiagLog, ThreadsDoNotMix) {

@@ -1,13 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstddef>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <string>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
-#include <sys/timerfd.h>
 #include <tp_clock.h>
 #include <tp_globals.h>
 #include <vector>
@@ -19,7 +12,6 @@
 #include "device/factory_slots.h"
 #include "device/power.h"
 #include "support/files.h"
-#include "support/log_text.h"
 #include "support/process.h"
 
 namespace {
@@ -76,19 +68,19 @@ std::string machine(const std::function<void()> &body) {
         body();
     });
 }
-#define REQUIRE_MACHINE()                                                                                              \
-    if (machine([] {}) == "skipped") GTEST_SKIP() << "no PID namespace"
 } // namespace
 
 TEST(Power, SleepAndWakeUp) {
     in_handset([] {
+        EXPECT_EQ(SetIdleWakeupStatus(1), -1) << "no battery reported";
         report({});
         EXPECT_EQ(SetIdleWakeupStatus(0), -1) << "awake already";
+        Set_OsCanIdleAllowed(0);
+        EXPECT_EQ(SetIdleWakeupStatus(1) + SwitchSleepStatus() + AutoSleepCheck(), -3);
+        Set_OsCanIdleAllowed(1);
         EXPECT_EQ(SetIdleWakeupStatus(1), 0);
         EXPECT_EQ(g_bCurrentSleepStatus, 1);
-        EXPECT_EQ(first_word(BACKLIGHT), "0");
-        EXPECT_EQ(first_word(BLANK), "4");
-        EXPECT_EQ(first_word(AUTOSLEEP), "mem");
+        EXPECT_EQ(first_word(BACKLIGHT) + first_word(BLANK) + first_word(AUTOSLEEP), "04mem");
         EXPECT_EQ(SetIdleWakeupStatus(1), -1);
         // The panel is drawn before the light comes back, and again with it.
         tki_api_LCD_Refresh = [](const tki_lcd_rect *) {
@@ -103,51 +95,24 @@ TEST(Power, SleepAndWakeUp) {
     });
 }
 
-TEST(Power, ADeadBacklightKeepsTheHandsetAwake) {
+TEST(Power, SleepsAfterIdlingUnlessCharged) {
     in_handset([] {
         report({});
-        snprintf(g_cSysBacklight, sizeof g_cSysBacklight, "/no/such");
-        EXPECT_EQ(SetIdleWakeupStatus(1), -1);
-        EXPECT_EQ(g_bCurrentSleepStatus, 0);
-        EXPECT_EQ(first_word(AUTOSLEEP), "off");
-    });
-}
-
-TEST(Power, WhoMaySleep) {
-    in_handset([] {
-        EXPECT_EQ(SetIdleWakeupStatus(1), -1) << "no battery reported";
-        report({});
-        Set_OsCanIdleAllowed(0);
-        EXPECT_EQ(SetIdleWakeupStatus(1), -1);
-        EXPECT_EQ(SwitchSleepStatus(), -1);
-        EXPECT_EQ(AutoSleepCheck(), -1);
-        EXPECT_EQ(mmi_AutoTest_Standby_Enable(), 1);
-        EXPECT_EQ(g_bCurrentSleepStatus, 1);
-        EXPECT_EQ(mmi_AutoTest_Standby_Disable(), 1);
-        EXPECT_EQ(g_bCurrentSleepStatus, 0);
-        EXPECT_EQ(g_bOsIsCanIdle, 0);
-        g_bCfgOsIsCanIdle = 0;
-        EXPECT_EQ(mmi_AutoTest_Standby_Enable(), 1);
-        EXPECT_EQ(g_bCurrentSleepStatus, 0) << "the configuration forbids it";
-    });
-}
-
-TEST(Power, SleepsAndPowersOffAfterIdling) {
-    in_handset([] {
-        report({});
-        tp_age_last_input(85);
-        EXPECT_EQ(AutoSleepCheck(), 0);
-        EXPECT_EQ(g_bCurrentSleepStatus, 0);
-        tp_age_last_input(95);
-        report({});
-        EXPECT_EQ(g_bCurrentSleepStatus, 1) << "each report runs the check";
+        for (const int idle : {85, 95}) {
+            tp_age_last_input(idle);
+            report({}); // each report runs the check
+            EXPECT_EQ(g_bCurrentSleepStatus, idle > 90);
+        }
         for (const Report &charging : {Report{.status = 2}, Report{.status = 5, .usb = true}}) {
             tp_age_last_input(1900);
             report(charging);
             EXPECT_LT(tp_clock_time() - tp_last_input_time().tv_sec, 1000) << "a charger restarts the idle time";
         }
     });
-    REQUIRE_MACHINE();
+}
+
+TEST(Power, WhatSwitchesOff) {
+    if (machine([] {}) == "skipped") GTEST_SKIP() << "no PID namespace";
     const auto idle_off = [] {
         tki_api_tki_mode_uninit = [] { note("uninit"); return 0; };
         tki_api_Vibrator_Test_Start = [](int ms) { note(std::to_string(ms)); return 0; };
@@ -159,26 +124,20 @@ TEST(Power, SleepsAndPowersOffAfterIdling) {
     EXPECT_EQ(files::get(SEQUENCE), "uninit\n1000\n");
 }
 
-TEST(Battery, HeatPowersOffAtOnce) {
-    REQUIRE_MACHINE();
-    EXPECT_EQ(machine([] { report({.status = 2, .temperature = 600}); }), "off");
-    EXPECT_EQ(machine([] { report({.temperature = 599}); }), "lived");
-}
-
 TEST(Battery, WarningsOnceAndChargingText) {
     in_handset([] {
-        report({.level = 80});
-        EXPECT_EQ(taken_title(), (Texts{"2:80%"}));
-        report({.level = 80});
-        EXPECT_EQ(taken_title(), Texts{}) << "nothing new";
-        report({.level = 30});
-        EXPECT_EQ(taken_title(), (Texts{"2:30%!"}));
-        report({.level = 30, .temperature = 455});
-        EXPECT_EQ(taken_title(), (Texts{"1:batteryTemperatureWarning!"}));
-        report({.status = 2, .level = 30, .temperature = 455});
-        EXPECT_EQ(taken_title(), (Texts{"0:BatteryCharging_Charging"})) << "the warning is not repeated";
-        report({.level = 30});
-        EXPECT_EQ(taken_title(), (Texts{"0:BatteryCharging_Null"}));
+        const struct { Report report; Texts title; } rows[] = {
+            {{.level = 80}, {"2:80%"}},
+            {{.level = 80}, {}}, // nothing new
+            {{.level = 30}, {"2:30%!"}},
+            {{.level = 30, .temperature = 455}, {"1:batteryTemperatureWarning!"}},
+            {{.status = 2, .level = 30, .temperature = 455}, {"0:BatteryCharging_Charging"}}, // the warning is not repeated
+            {{.level = 30}, {"0:BatteryCharging_Null"}},
+        };
+        for (const auto &row : rows) {
+            report(row.report);
+            EXPECT_EQ(taken_title(), row.title);
+        }
         SetIdleWakeupStatus(1);
         report({.status = 2, .level = 30});
         EXPECT_EQ(g_bCurrentSleepStatus, 0) << "plugging in wakes";
@@ -211,51 +170,21 @@ TEST(Battery, WarningsOnceAndChargingText) {
 TEST(Battery, WhatThePcReads) {
     in_handset([] {
         char out[8] = {};
-        EXPECT_EQ(mmi_AutoTest_battery_power_Read(out, sizeof out), 0);
-        EXPECT_EQ(mmi_AutoTest_battery_temperature_Read(out, sizeof out), 0);
+        EXPECT_EQ(mmi_AutoTest_battery_power_Read(out, sizeof out) + mmi_AutoTest_battery_temperature_Read(out, sizeof out), 0);
         report({.status = 5, .level = 77, .temperature = 253});
         EXPECT_EQ(mmi_AutoTest_battery_power_Read(out, sizeof out), 1);
         EXPECT_STREQ(out, "*77");
         EXPECT_EQ(mmi_AutoTest_battery_temperature_Read(out, sizeof out), 1);
         EXPECT_STREQ(out, "*25.3");
-        EXPECT_EQ(mmi_AutoTest_battery_charging_Read(), 1);
-        EXPECT_EQ(mmi_AutoTest_battery_health_Read(), 1);
-        for (const int status : {0, 1, 3, 4, 6, -1}) {
-            report({.status = status, .health = 3});
-            EXPECT_EQ(mmi_AutoTest_battery_charging_Read(), 0) << status;
+        for (const int status : {0, 1, 2, 3, 4, 5, 6, -1}) {
+            report({.status = status, .health = status == 5 ? 2 : 3});
+            EXPECT_EQ(mmi_AutoTest_battery_charging_Read(), status == 2 || status == 5) << status;
+            EXPECT_EQ(mmi_AutoTest_battery_health_Read(), status == 5);
         }
-        EXPECT_EQ(mmi_AutoTest_battery_health_Read(), 0);
         EXPECT_EQ(mmi_AutoTest_battery_Charge_Enable(), 0) << "not bound";
         TKI_API_BatteryService_ChargingStatusSet = [](int on) { return on ? 1 : 0; };
         EXPECT_EQ(mmi_AutoTest_battery_Charge_Enable(), 1);
         EXPECT_EQ(mmi_AutoTest_battery_Charge_Disable(), 0);
-    });
-}
-
-// The kernel, or missing rights, refuse alarm clocks: told, and the ordinary clock of the same base rings.
-TEST(Alarm, RingsWhereAlarmClocksAreRefused) {
-    process::forked([] {
-        sock_filter code[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                              BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_timerfd_create, 0, 3),
-                              BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
-                              BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, CLOCK_REALTIME_ALARM, 0, 1),
-                              BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-                              BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-        const sock_fprog filter{sizeof code / sizeof *code, code};
-        prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-        ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
-        ASSERT_LT(timerfd_create(CLOCK_BOOTTIME_ALARM, 0), 0);
-        LogText log;
-        ASSERT_EQ(Alarm_init_driver(), 0);
-        EXPECT_NE(log.take().find("kernel does not support timerfd_create() with alarm timers"), std::string::npos);
-        tp_clock_set_scale(1000);
-        timespec soon{};
-        for (const AlarmType type : {AlarmType::realtime_wakeup, AlarmType::boottime_wakeup}) {
-            ASSERT_EQ(Alarm_get_time(type, &soon), 0);
-            ++soon.tv_sec;
-            ASSERT_EQ(Alarm_set(type, &soon), 0);
-            EXPECT_EQ(Alarm_waitForAlarm(), 1 << static_cast<int>(type));
-        }
     });
 }
 

@@ -77,11 +77,9 @@ void check_line(const std::string &line, int log_level) {
 
 FUZZ_TARGET(command_parser) {
     static const bool registered = register_rows();
-    fuzz::Bytes in(data, size);
     // A row's text in front finds the commands sooner than letters would.
     const unsigned row = in.byte();
     std::string line = registered && row < COMMAND_ROWS ? g_command_table[row].cmd : "";
-    line += std::string(in.rest().substr(0, in.rest().find('\0')));
+    line += fuzz::up_to_zero(in.rest());
     for (const int level : {ANDROID_LOG_SILENT, ANDROID_LOG_VERBOSE}) check_line(line, level);
-    return 0;
 }

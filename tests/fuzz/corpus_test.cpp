@@ -14,7 +14,8 @@ TEST_P(Corpus, RunsClean) {
     for (const auto &file : std::filesystem::directory_iterator(folder)) {
         fuzz::current_input = file.path().string();
         const std::string bytes = files::get(fuzz::current_input);
-        GetParam().run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+        fuzz::Bytes in(bytes);
+        GetParam().run(in);
         ++inputs;
     }
     EXPECT_GT(inputs, 0) << "no saved inputs in " << folder;

@@ -31,10 +31,8 @@ void install(const fuzz::ScratchFile &file) {
 const uint8_t *bytes_of(const std::string &area) { return reinterpret_cast<const uint8_t *>(area.data()); }
 
 void check_verdict(const std::string &before, const std::string &after, int station, int result) {
-    const bool verdict =
-        station >= 0 && station < STATION_COUNT && (result == 1 || result == 2) && !(g_faults & 1);
-    const bool fails_preview =
-        verdict && result == 2 && (station >= 280 || (station >= 124 && station <= 159));
+    const bool verdict = station >= 0 && station < STATION_COUNT && (result == 1 || result == 2) && !(g_faults & 1);
+    const bool fails_preview = verdict && result == 2 && (station >= 280 || (station >= 124 && station <= 159));
     FUZZ_CHECK(before.compare(STATION_COUNT / 4, std::string::npos, after, STATION_COUNT / 4) == 0);
     for (int i = 0; i < STATION_COUNT; ++i) {
         int expected = GetSign(bytes_of(before), i);
@@ -52,15 +50,13 @@ void check_pc_commands(const std::string &command) {
     FUZZ_CHECK(read == 0 || (out[0] >= '0' && out[0] <= '3' && !out[1]));
     const int written = mmi_AutoTest_testinfo_Write(command.c_str());
     FUZZ_CHECK(written == 0 || command.find(",write") != std::string::npos);
-    const int above = CheckParaResult(command.c_str(), 100, 1),
-              below = CheckParaResult(command.c_str(), 101, 0);
+    const int above = CheckParaResult(command.c_str(), 100, 1), below = CheckParaResult(command.c_str(), 101, 0);
     FUZZ_CHECK(command.find(':') == std::string::npos ? !above && !below : above + below == 1);
 }
 } // namespace
 
 FUZZ_TARGET(flag_area) {
     static const fuzz::ScratchFile file;
-    fuzz::Bytes in(data, size);
     install(file);
     g_bRestoreAutotest = 0; // a shell command would remove the run's markers
     g_pretestMenuEnabled = in.byte() & 1;
@@ -76,11 +72,9 @@ FUZZ_TARGET(flag_area) {
         FUZZ_CHECK(g_testinfo[i].test_result == GetSign(bytes_of(before), i));
     const bool lost_all = g_faults & 4;
     FUZZ_CHECK(mmi_write_testinfo_single_byte(station, result) == 0);
-    if (!lost_all)
-        check_verdict(before, file.get(), station, result);
+    if (!lost_all) check_verdict(before, file.get(), station, result);
     else
         FUZZ_CHECK(file.get() == before);
     g_faults = 0;
     check_pc_commands(command);
-    return 0;
 }

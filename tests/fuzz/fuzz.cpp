@@ -27,8 +27,7 @@ namespace {
 // Files of /etc are written: never outside a handset's root.
 [[maybe_unused]] const bool g_in_sandbox = [] {
     if (access("/system/bin/mmi", F_OK) == 0) return true;
-    fputs("fuzz targets run in the sandbox only: tools/fuzz, or tests/support/box BUILD-FOLDER PROGRAM\n",
-          stderr);
+    fputs("fuzz targets run in the sandbox only: tools/fuzz, or tests/support/box BUILD-FOLDER PROGRAM\n", stderr);
     _exit(1);
 }();
 } // namespace
@@ -55,7 +54,7 @@ std::string Bytes::text(size_t max) {
     const size_t length = std::min({static_cast<size_t>(byte()), max, m_left.size()});
     const std::string_view taken = m_left.substr(0, length);
     m_left.remove_prefix(length);
-    return std::string(taken.substr(0, taken.find('\0')));
+    return std::string(up_to_zero(taken));
 }
 
 ScratchFile::ScratchFile()
@@ -64,9 +63,7 @@ ScratchFile::ScratchFile()
 }
 
 void ScratchFile::put(std::string_view text) const {
-    if (ftruncate(m_fd, 0) != 0 ||
-        pwrite(m_fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
-        abort();
+    if (ftruncate(m_fd, 0) != 0 || pwrite(m_fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) abort();
 }
 
 std::string ScratchFile::get() const {
@@ -77,3 +74,12 @@ std::string ScratchFile::get() const {
 }
 
 } // namespace fuzz
+
+#ifdef VXO_LIBFUZZER
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    fuzz::Bytes in({reinterpret_cast<const char *>(data), size});
+    fuzz::targets().front().run(in);
+    return 0;
+}
+#endif

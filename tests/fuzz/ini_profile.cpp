@@ -10,15 +10,13 @@ constexpr int FIELD = 64;
 bool plain(std::string_view text, std::string_view forbidden) {
     if (text.empty() || text.find_first_of(forbidden) != std::string_view::npos) return false;
     const std::string_view blanks = " \t";
-    return blanks.find(text.front()) == std::string_view::npos &&
-           blanks.find(text.back()) == std::string_view::npos;
+    return blanks.find(text.front()) == std::string_view::npos && blanks.find(text.back()) == std::string_view::npos;
 }
 
 struct Name {
     std::string section, key;
     bool legal() const {
-        return plain(section, "]\r\n\xff") && plain(key, "=\r\n\xff") && key.front() != ';' &&
-               key.front() != '[';
+        return plain(section, "]\r\n\xff") && plain(key, "=\r\n\xff") && key.front() != ';' && key.front() != '[';
     }
 };
 
@@ -29,8 +27,7 @@ std::string read_value(const Name &name, int size, const char *path) {
         FUZZ_CHECK(std::count(out.begin(), out.end(), '#') == size + 1);
         return "\xff";
     }
-    FUZZ_CHECK(out[static_cast<size_t>(size)] == '#' &&
-               fuzz::terminated(out.data(), static_cast<size_t>(size)));
+    FUZZ_CHECK(out[static_cast<size_t>(size)] == '#' && fuzz::terminated(std::string_view(out.data(), static_cast<size_t>(size))));
     return out.data();
 }
 
@@ -48,8 +45,7 @@ void check_positions(const Name &name, const std::string &text) {
 // follows it.
 bool header_ends_line(const Name &name, const std::string &text) {
     int p[6];
-    parse_file(name.section.c_str(), name.key.c_str(), text.c_str(), &p[0], &p[1], &p[2], &p[3], &p[4],
-               &p[5]);
+    parse_file(name.section.c_str(), name.key.c_str(), text.c_str(), &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]);
     if (p[1] < 0 || p[2] >= 0) return true;
     const auto behind = static_cast<size_t>(p[1]) + 1;
     return text[behind - 1] != ']' || behind >= text.size() || text[behind] == '\n' || text[behind] == '\r';
@@ -58,7 +54,6 @@ bool header_ends_line(const Name &name, const std::string &text) {
 
 FUZZ_TARGET(ini_profile) {
     static const fuzz::ScratchFile file;
-    fuzz::Bytes in(data, size);
     const uint8_t fill = in.byte();
     const size_t filler = fill < 250 ? 0 : 16000 + fill % 250 * 100; // brings a small input to the size limit
     const Name name{in.text(12), in.text(12)}, neighbour{in.text(12), in.text(12)};
@@ -81,12 +76,11 @@ FUZZ_TARGET(ini_profile) {
     const std::string beside = read_value(neighbour, room, file.path());
     if (write_profile_string(name.section.c_str(), name.key.c_str(), value.c_str(), file.path()) != 0) {
         FUZZ_CHECK(file.get() == before);
-        return 0;
+        return;
     }
     FUZZ_CHECK(file.get().size() < INI_BUFFER_SIZE);
-    if (!sound || !plain(value, "\r\n\xff")) return 0;
+    if (!sound || !plain(value, "\r\n\xff")) return;
     FUZZ_CHECK(read_value(name, room, file.path()) == value);
     if (name.section != neighbour.section || name.key != neighbour.key)
         FUZZ_CHECK(read_value(neighbour, room, file.path()) == beside);
-    return 0;
 }

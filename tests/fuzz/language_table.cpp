@@ -10,9 +10,9 @@ void check_key(const std::string &text, const std::string &key, bool loaded) {
     const int result = Read_LangCfgFromList(key.c_str(), out.data());
     FUZZ_CHECK(result == 0 || out == before);
     if (result == 0) FUZZ_CHECK(loaded || text.find('[') != std::string::npos);
-    FUZZ_CHECK(fuzz::terminated(out.data(), out.size()));
+    FUZZ_CHECK(fuzz::terminated(out));
     const LangText shown = lang_text(key.c_str());
-    FUZZ_CHECK(fuzz::terminated(shown.text, sizeof shown.text));
+    FUZZ_CHECK(fuzz::terminated(shown.text));
     if (result != 0) FUZZ_CHECK(key.starts_with(shown.text) && (key.empty() || shown.text[0]));
     if (result == 0)
         FUZZ_CHECK(text.find(key) != std::string::npos && text.find(shown.text) != std::string::npos);
@@ -22,7 +22,6 @@ void check_key(const std::string &text, const std::string &key, bool loaded) {
 
 FUZZ_TARGET(language_table) {
     static const fuzz::ScratchFile file;
-    fuzz::Bytes in(data, size);
     const unsigned fillers = in.byte() == 0xFF ? 2100 : 0; // more texts than there is room for
     const std::string language = in.text(16), key = in.text(20);
     std::string text(in.rest());
@@ -34,6 +33,5 @@ FUZZ_TARGET(language_table) {
     check_key(text, "Result_pass", loaded);
     mmi_initLangCfg();
     for (const char *button : {g_cItemPass, g_cItemFail, g_cItemBack, g_ItemYes})
-        FUZZ_CHECK(fuzz::terminated(button, CFG_TEXT));
-    return 0;
+        FUZZ_CHECK(fuzz::terminated(std::string_view(button, CFG_TEXT)));
 }

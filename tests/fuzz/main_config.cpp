@@ -11,7 +11,7 @@ void check_value(const std::string &text, const std::string &domain, const std::
     auto out = fuzz::exact(CFG_TEXT);
     const int result = Get_CfgValue(path, domain.c_str(), key.c_str(), out.data(), def.c_str());
     FUZZ_CHECK(result == 0 || result == -1);
-    FUZZ_CHECK(fuzz::terminated(out.data(), out.size()));
+    FUZZ_CHECK(fuzz::terminated(out));
     const std::string_view value = out.data();
     if (result == -1) FUZZ_CHECK(value.empty() || text.find(value) != std::string::npos);
     if (result == 0) FUZZ_CHECK(value == def || text.find(value) != std::string::npos);
@@ -23,7 +23,7 @@ void check_line(const std::string &line) {
     if (mmi_parse_domain(line.c_str(), domain.data()) == 0)
         FUZZ_CHECK(domain[0] && line.find(domain.data()) != std::string::npos);
     mmi_parse_equal(line.c_str(), key.data(), value.data());
-    FUZZ_CHECK(fuzz::terminated(key.data(), CFG_TEXT) && fuzz::terminated(value.data(), CFG_TEXT));
+    FUZZ_CHECK(fuzz::terminated(key) && fuzz::terminated(value));
     FUZZ_CHECK(strchr(key.data(), '=') == nullptr && line.starts_with(key.data()));
     std::vector<char> text(line.c_str(), line.c_str() + line.size() + 1);
     const char *first = mmi_trim(text.data());
@@ -35,12 +35,10 @@ void check_line(const std::string &line) {
 
 FUZZ_TARGET(main_config) {
     static const fuzz::ScratchFile file;
-    fuzz::Bytes in(data, size);
     const std::string domain = in.text(20), key = in.text(20), def = in.text(255);
     const std::string text(in.rest());
     file.put(text);
     check_value(text, domain, key, def, file.path());
     check_value(text, "MMI", "Language", "Chinese", file.path());
     check_line(text.substr(0, text.find('\0')));
-    return 0;
 }

@@ -66,14 +66,10 @@ std::string expected_answers(std::string_view input) {
     for (size_t end; (end = input.find('\n')) != std::string_view::npos; input.remove_prefix(end + 1)) {
         std::string_view line = input.substr(0, end);
         if (line.ends_with('\r')) line.remove_suffix(1);
-        if (line.size() > VXO_AT_LINE_MAX)
-            all += answer(2, "line too long");
-        else if (line.empty())
-            all += answer(2, "empty command");
-        else if (line.find('\0') != std::string_view::npos)
-            all += answer(2, "malformed");
-        else
-            all += answer(static_cast<unsigned char>(line[0]) % 4, reply_to(line));
+        if (line.size() > VXO_AT_LINE_MAX) all += answer(2, "line too long");
+        else if (line.empty()) all += answer(2, "empty command");
+        else if (line.find('\0') != std::string_view::npos) all += answer(2, "malformed");
+        else all += answer(static_cast<unsigned char>(line[0]) % 4, reply_to(line));
     }
     return all;
 }
@@ -88,11 +84,10 @@ hal::UniqueFd connect_to(coredevice::AtChannel &channel) {
 } // namespace
 
 FUZZ_TARGET(pc_socket) {
-    fuzz::Bytes in(data, size);
     const size_t wanted = 1 + in.byte() * 8u;
     const std::string_view input = in.rest();
     const size_t piece = std::max(wanted, input.size() / 16); // many small pieces would only take long
-    if (("\n" + std::string(input)).find("\npump") != std::string::npos) return 0; // ours
+    if (("\n" + std::string(input)).find("\npump") != std::string::npos) return; // ours
     Session session{coredevice::AtChannel::open(0), {}, {}, input, piece, {}, false};
     FUZZ_CHECK(session.channel);
     g_session = &session;
@@ -102,5 +97,4 @@ FUZZ_TARGET(pc_socket) {
     FUZZ_CHECK(send(session.pump.get(), "pump\n", 5, MSG_NOSIGNAL) == 5);
     session.channel->run(process);
     FUZZ_CHECK(session.received == expected_answers(input));
-    return 0;
 }

@@ -28,8 +28,7 @@ std::string device_image(fuzz::Bytes &in) {
             memcpy(record.signature, "cfg-signature-is-here", 21);
             in.text(FIELD).copy(record.name, FIELD);
             in.text(FIELD).copy(record.value, FIELD);
-            if (const uint8_t hurt = in.byte(); hurt & 0x80)
-                reinterpret_cast<char *>(&record)[hurt & 0x7F] ^= 1;
+            if (const uint8_t hurt = in.byte(); hurt & 0x80) reinterpret_cast<char *>(&record)[hurt & 0x7F] ^= 1;
             image.append(reinterpret_cast<const char *>(&record), RECORD);
         }
     } else {
@@ -45,7 +44,7 @@ std::string get(const std::string &name) {
     std::vector<char> out(FIELD, '#');
     const std::vector<char> before = out;
     if (cfg_get(name.c_str(), out.data(), nullptr) == 1) {
-        FUZZ_CHECK(fuzz::terminated(out.data(), FIELD));
+        FUZZ_CHECK(fuzz::terminated(out));
         return out.data();
     }
     FUZZ_CHECK(out == before);
@@ -62,7 +61,6 @@ void check_untouched(const std::string &before, const std::string &after) {
 } // namespace
 
 FUZZ_TARGET(store_area) {
-    fuzz::Bytes in(data, size);
     const std::string name = in.text(40), value = in.text(40), other = in.text(31);
     const std::string before = device_image(in);
     const fuzz::ScratchFile &file = device();
@@ -76,5 +74,4 @@ FUZZ_TARGET(store_area) {
     if (name.substr(0, FIELD - 1) != other) FUZZ_CHECK(get(other) == beside);
     findcfgbyname(name.c_str());
     dump();
-    return 0;
 }

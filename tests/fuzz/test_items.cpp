@@ -25,7 +25,7 @@ void check_list(const TestItemNode *head, int count, std::span<const TestItem> t
     for (const TestItemNode *node = head; node; node = node->pNodeNext) {
         const TestItem &item = node->testitem;
         FUZZ_CHECK(item.item_index == seen++ && item.item_enable != 0);
-        FUZZ_CHECK(fuzz::terminated(item.parameter, sizeof item.parameter));
+        FUZZ_CHECK(fuzz::terminated(item.parameter));
         // In table order, each row at most once.
         while (row < table.size() && std::string_view(table[row].name) != item.name) ++row;
         FUZZ_CHECK(row < table.size() && std::string_view(table[row].config_domain) == item.config_domain);
@@ -43,7 +43,6 @@ void check_parameters(const TestItem &item) {
 } // namespace
 
 FUZZ_TARGET(test_items) {
-    fuzz::Bytes in(data, size);
     const unsigned list = in.byte() % 3;
     main_file().put(in.rest());
     if (list == 0) {
@@ -58,5 +57,4 @@ FUZZ_TARGET(test_items) {
         check_list(g_monomer_list, g_monomer_count, MonomerPreview_TestItemWinMenu_TOTAL);
         while (g_monomer_list) delete std::exchange(g_monomer_list, g_monomer_list->pNodeNext);
     }
-    return 0;
 }

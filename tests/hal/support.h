@@ -6,12 +6,12 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <unistd.h>
+
+#include "support/files.h"
 
 namespace hal_test {
 
@@ -34,14 +34,8 @@ template <typename Function> Function bind(void *from, const char *name) {
     return reinterpret_cast<Function>(found);
 }
 
-inline void put(const std::filesystem::path &path, const std::string &text) {
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-inline std::string content(const std::filesystem::path &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
+inline void put(const std::filesystem::path &path, const std::string &text) { files::put(path, text); }
+inline std::string content(const std::filesystem::path &path) { return files::get(path); }
 
 // Waits for a condition with a generous limit; the tests' own patience runs on the wall clock.
 template <typename Condition> bool eventually(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(20)) {

@@ -1,4 +1,5 @@
 // Questions to the operator: before a handset that passed is run again, and behind a long press of the power key.
+#include "scenario/power.h"
 #include "scenario/runs.h"
 
 namespace {
@@ -8,7 +9,7 @@ TEST(RepeatDialog, OneButtonClosesAndTwoKeysStart) {
     Handset handset({.speed = runs::FAST,
                      .settings = runs::settings({{"TKI_VIBRATOR", "enable", "0"}, {"TKI_KEYS", "enable", "0"}}),
                      .before_boot = [](const vh::StatePaths &paths) {
-                         runs::write_flags(paths, {{runs::OVERALL, Verdict::pass}});
+                         runs::write_flags(paths, {{runs::OVERALL, Verdict::fail}, {65, Verdict::pass}}); // either will do
                      }});
     runs::open_list(handset);
     const vh::ScreenText below = *handset.screen().find("Single tests");
@@ -46,27 +47,9 @@ TEST(RepeatDialog, OneButtonClosesAndTwoKeysStart) {
     runs::wait_for_colour(handset);
 }
 
-TEST(RepeatDialog, IsAskedForEitherOverallStation) {
-    Handset handset({.speed = runs::FAST,
-                     .settings = runs::settings(),
-                     .before_boot = [](const vh::StatePaths &paths) {
-                         runs::write_flags(paths, {{runs::OVERALL, Verdict::fail}, {65, Verdict::pass}});
-                     }});
-    runs::open_list(handset);
-    handset.tap_text("Automatic run");
-    handset.wait_for_text(QUESTION);
-}
-
 // Time is the wall's: 800 ms decide, and a short press must stay short on a busy workstation.
 TEST(PowerKey, ShortPressSleepsAndWakesLongPressAsks) {
     Handset handset;
-    const auto wait_for_panel = [&](const std::string &brightness, const std::string &blank, const std::string &autosleep) {
-        handset.wait_until("brightness " + brightness + ", blank " + blank + ", autosleep " + autosleep, [&] {
-            return handset.attr("/sys/class/leds/lcd-backlight/brightness") == brightness &&
-                   handset.attr("/sys/class/graphics/fb0/blank") == blank &&
-                   handset.attr("/sys/power/autosleep") == autosleep;
-        });
-    };
     const auto hold_until_asked = [&] {
         handset.key_down("power");
         handset.wait_for_text(POWER_QUESTION);
@@ -74,39 +57,36 @@ TEST(PowerKey, ShortPressSleepsAndWakesLongPressAsks) {
     };
     handset.wait_for_text("Device tests");
     handset.press("power");
-    wait_for_panel("0", "4", "mem");
+    power::wait_asleep(handset);
     handset.press("power");
-    wait_for_panel("100", "0", "off");
+    power::wait_awake(handset);
     EXPECT_TRUE(handset.screen().front_shows("Device tests")) << handset.screen().summary();
 
     hold_until_asked();
     handset.press("fail"); // no
     handset.wait_for_text("Device tests");
-    wait_for_panel("100", "0", "off"); // the release was no short press
+    power::wait_awake(handset); // the release was no short press
     hold_until_asked();
     handset.tap_text("No");
     handset.wait_for_text("Device tests");
 
     handset.press("power");
-    wait_for_panel("0", "4", "mem");
+    power::wait_asleep(handset);
     hold_until_asked(); // the question wakes the handset
-    wait_for_panel("100", "0", "off");
+    power::wait_awake(handset);
     handset.tap_text("Yes");
-    handset.wait_until("a handset that is off", [&] { return handset.status().value("state", "") == "off"; });
-    EXPECT_EQ(handset.status().value("last", ""), "power-off");
+    power::wait_off(handset);
 }
 
 TEST(PowerKey, InARunThereIsNoSleepAndNoStaysInTheTest) {
     Handset handset({.settings = {{"TKI_LCD", "enable", "0"}, {"TKI_KEYS", "enable", "0"}}});
-    runs::open_list(handset);
-    handset.tap_text("Automatic run");
+    runs::begin_run(handset);
     runs::wait_for_vibrator(handset);
     handset.press("power");
     handset.key_down("power");
     handset.wait_for_text(POWER_QUESTION);
     handset.key_up("power");
-    EXPECT_EQ(handset.attr("/sys/class/leds/lcd-backlight/brightness"), "100");
-    EXPECT_EQ(handset.attr("/sys/power/autosleep"), "off");
+    EXPECT_TRUE(power::is_awake(handset));
     handset.press("fail"); // the dialog's key, not the test's
     runs::wait_for_vibrator(handset);
     EXPECT_EQ(handset.station(runs::VIBRATOR), Verdict::untested);

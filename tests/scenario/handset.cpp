@@ -2,6 +2,7 @@
 
 #include "client/tool.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -26,10 +27,17 @@ const std::vector<std::string> REPORT_OPTIONS{
     "--env", "ASAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:detect_leaks=0:exitcode=66",
     "--env", "UBSAN_OPTIONS=log_path=/dev/__vxo_log/sanitizer:print_stacktrace=1:exitcode=66"};
 
-// The main configuration with some lines changed.
-std::string changed_config(const std::vector<Setting> &settings) {
+// Items that a test has to enable when it wants them in its lists and runs.
+constexpr const char *FURTHER_ITEMS[] = {"TKI_ALLLIGHT", "TKI_AUDIO_LOOPBACK", "TKI_RINGTONE", "TKI_CALLTEST", "TKI_BATTERY",
+                                         "TKI_TPSELF", "TKI_TOUCH", "TKI_SENSOR", "TKI_SIMCARD", "TKI_SMARTPACAL"};
+
+// The main configuration with three items and some lines changed.
+std::string changed_config(std::vector<Setting> settings) {
     std::ifstream file(source_folder() + "/virtual/rootfs/tki_config.ini");
     std::string line, section, out;
+    for (const char *item : FURTHER_ITEMS)
+        if (std::none_of(settings.begin(), settings.end(), [&](const Setting &s) { return s.section == item && s.key == "enable"; }))
+            settings.push_back({item, "enable", "0"});
     std::vector<Setting> left = settings;
     while (std::getline(file, line)) {
         if (line.starts_with('[')) section = line.substr(1, line.find(']') - 1);
@@ -75,9 +83,10 @@ Handset::Handset(HandsetOptions options) : client_(vh::fresh_handset_name()) {
         for (const std::string &folder : {paths.data(), paths.cache(), paths.root + "/part"}) fs::create_directories(folder);
         options.before_boot(paths);
     }
-    if (options.config.empty() && !options.settings.empty()) {
+    if (options.config_text.empty() && !options.settings.empty()) options.config_text = changed_config(options.settings);
+    if (!options.config_text.empty()) {
         options.config = paths.root + ".ini"; // beside the state folder: it goes with the home
-        std::ofstream(options.config) << changed_config(options.settings);
+        std::ofstream(options.config, std::ios::binary) << options.config_text;
     }
     try {
         boot(options);
@@ -170,25 +179,41 @@ void Handset::wait_until(const std::string &what, const std::function<bool()> &h
 
 vh::PcLink::Reply Handset::at(const std::string &command) { return vh::PcLink(client_).at(command); }
 
-bool Handset::log_contains(const std::string &tag, const std::string &text) const {
+void Handset::wait_for_pc() const {
+    wait_until("the PC channel", [&] {
+        try {
+            return vh::PcLink(client_).at("batteryMoudle testItem power").status == 0;
+        } catch (const vh::ClientError &) {
+            return false;
+        }
+    });
+}
+
+void Handset::wait_for_battery(const std::string &level) const {
+    wait_until("the battery's " + level, [&] { return vh::PcLink(client_).at("batteryMoudle testItem power").text == level; }, 30000);
+}
+
+std::vector<std::string> Handset::log_lines() const {
     std::ifstream file(client_.paths().log());
-    std::string line;
-    while (std::getline(file, line))
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+}
+
+bool Handset::log_contains(const std::string &tag, const std::string &text) const {
+    for (const std::string &line : log_lines())
         if (vh::log_line_matches(line, "", tag) && line.find(text) != std::string::npos) return true;
     return false;
 }
 
 size_t Handset::log_count(const std::string &text) const {
-    std::ifstream file(client_.paths().log());
     size_t count = 0;
-    for (std::string line; std::getline(file, line);) count += line.find(text) != std::string::npos;
+    for (const std::string &line : log_lines()) count += line.find(text) != std::string::npos;
     return count;
 }
 
 std::string Handset::log_tail() const {
-    std::ifstream file(client_.paths().log());
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    const std::vector<std::string> lines = log_lines();
     std::string tail = "\nlast log lines:";
     for (size_t i = lines.size() > 8 ? lines.size() - 8 : 0; i < lines.size(); ++i) tail += "\n  " + lines[i];
     return lines.empty() ? "" : tail;

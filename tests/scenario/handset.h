@@ -33,8 +33,10 @@ struct HandsetOptions {
     double speed = 1;
     std::string bootmode;
     std::vector<std::string> props;  // "key=value"
-    std::vector<Setting> settings;   // changes to virtual/rootfs/tki_config.ini
+    // Changes to virtual/rootfs/tki_config.ini. With any, only the display, vibrator and key test are enabled, and what they enable.
+    std::vector<Setting> settings;
     std::string config, language;    // whole files (UTF-8) instead
+    std::string config_text;         // the same, not as a file
     std::string storage;             // "faults": it takes orders
     bool wait_for_menu = true;
     // Prepares data(), cache() and the partitions before the first boot.
@@ -67,6 +69,8 @@ public:
 
     // PC.
     vh::PcLink::Reply at(const std::string &command);
+    void wait_for_pc() const;                                          // the command channel answers
+    void wait_for_battery(const std::string &level = "*80") const;     // this level is reported
 
     // Hardware, flags, log, files.
     Verdict station(int number) const { return static_cast<Verdict>(client_.station(number)); }
@@ -80,6 +84,8 @@ public:
     std::string cache() const { return client_.paths().cache(); }
     const vh::Client &client() const { return client_; }
     nlohmann::json status() const { return client_.request({{"op", "status"}}); }
+    std::string state() const { return status().value("state", ""); } // "running", "off"
+    std::string last() const { return status().value("last", ""); }   // how the program was started last, or ended
 
     // Restarts. Both return when the program shows its screen again.
     void kill_program(); // signal 9, then the handset's init starts it anew
@@ -91,6 +97,7 @@ public:
 private:
     void boot(const HandsetOptions &options);
     void end() const; // a sanitizer's report fails the test
+    std::vector<std::string> log_lines() const;
     std::string log_tail() const;
     vh::Client client_;
 };

@@ -58,30 +58,36 @@ void expect_restarts(const Handset &handset) {
         return first != std::string::npos && log.find(told, first + 1) != std::string::npos;
     });
     EXPECT_THROW(handset.dump(), vh::ClientError) << "a screen without libraries";
-    EXPECT_EQ(handset.status().value("last", ""), "exit");
+    EXPECT_EQ(handset.last(), "exit");
 }
 void wait_for_log(const Handset &handset, const std::string &text) {
     handset.wait_until("the log line: " + text, [&] { return handset.log_contains("VXO_TKI", text); });
 }
 } // namespace
 
-TEST(FactoryLibrary, MissingOrBrokenEndsTheProgram) {
-    for (const std::string replacement : {"", "this is no library"}) {
-        const Build build("lib_factory.so", replacement);
+TEST(Libraries, MissingOrBrokenOnesEndTheProgram) {
+    const std::string factory = "lib_factory.so", device = "libvxo_vcoredevice.so";
+    const std::string factory_told = "tki_init_lib_factory_dll fail! main";
+    const std::string device_told = "FATAL ERROR:tki_init_libvxo_vcoredevice_dll fail! main";
+    struct Row {
+        std::string library, replacement, told, then_told;
+    };
+    const Row rows[] = {
+        {factory, "", "FATAL ERROR: could not dlopen lib_factory.so: ", factory_told},
+        {factory, "this is no library", "FATAL ERROR: could not dlopen lib_factory.so: ", factory_told},
+        {factory, library_without(factory, {"tki_api_LCD_Refresh"}), "tki_api_LCD_Refresh", factory_told},
+        {device, "", "FATAL ERROR: could not dlopen g_libcoredevice.so: ", device_told},
+        {device, library_without(device, {"TKI_API_BatteryService_StopService"}),
+         "FATAL ERROR: could not dlsym g_libcoredevice.so::", device_told}};
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.library + ": " + row.told);
+        const Build build(row.library, row.replacement);
         Handset handset(UNWATCHED);
-        wait_for_log(handset, "FATAL ERROR: could not dlopen lib_factory.so: ");
-        wait_for_log(handset, "tki_init_lib_factory_dll fail! main");
+        wait_for_log(handset, row.told);
+        wait_for_log(handset, row.then_told);
         expect_restarts(handset);
-        EXPECT_FALSE(handset.log_contains("VXO_TKI", "InitGUI")) << "nothing else was started";
+        EXPECT_EQ(handset.log_contains("VXO_TKI", "InitGUI"), row.library == device) << "the toolkit stands between the two";
     }
-}
-
-TEST(FactoryLibrary, LackingAMandatoryFunctionEndsTheProgram) {
-    const Build build("lib_factory.so", library_without("lib_factory.so", {"tki_api_LCD_Refresh"}));
-    Handset handset(UNWATCHED);
-    wait_for_log(handset, "tki_api_LCD_Refresh");
-    wait_for_log(handset, "tki_init_lib_factory_dll fail! main");
-    expect_restarts(handset);
 }
 
 TEST(FactoryLibrary, LackingOptionalFunctionsStartsAndRecordsNothing) {
@@ -103,23 +109,7 @@ TEST(FactoryLibrary, LackingOptionalFunctionsStartsAndRecordsNothing) {
     EXPECT_TRUE(handset.log_contains("AtThread", "tki_api_EnterLostCostMode is NULL."));
     EXPECT_EQ(handset.at("LCDMoudle testItem FF0000").status, 0);
     handset.wait_until("red", [&] { return handset.client().pixel(100, 100) == 0xFF0000; });
-    EXPECT_EQ(handset.status().value("last", ""), "start");
-}
-
-TEST(CoreDeviceLibrary, MissingOrLackingAFunctionEndsTheProgram) {
-    {
-        const Build build("libvxo_vcoredevice.so", "");
-        Handset handset(UNWATCHED);
-        wait_for_log(handset, "FATAL ERROR: could not dlopen g_libcoredevice.so: ");
-        wait_for_log(handset, "FATAL ERROR:tki_init_libvxo_vcoredevice_dll fail! main");
-        expect_restarts(handset);
-        EXPECT_TRUE(handset.log_contains("VXO_TKI", "InitGUI")) << "the toolkit was up before";
-    }
-    const Build build("libvxo_vcoredevice.so", library_without("libvxo_vcoredevice.so", {"TKI_API_BatteryService_StopService"}));
-    Handset handset(UNWATCHED);
-    wait_for_log(handset, "FATAL ERROR: could not dlsym g_libcoredevice.so::");
-    wait_for_log(handset, "FATAL ERROR:tki_init_libvxo_vcoredevice_dll fail! main");
-    expect_restarts(handset);
+    EXPECT_EQ(handset.last(), "start");
 }
 
 TEST(CoreDeviceLibrary, WithoutTheChannelTheHandsetStillRuns) {

@@ -28,8 +28,8 @@ inline void wait_bar(const Handset &handset, const std::string &text) {
     handset.wait_for("\"" + text + "\" in a bar", [&](const vh::ScreenView &view) { return view.shows(text); });
 }
 inline void wait_off(const Handset &handset) {
-    handset.wait_until("power-off", [&] { return handset.status().value("state", "") == "off"; }, 20000);
-    EXPECT_EQ(handset.status().value("last", ""), "power-off");
+    handset.wait_until("power-off", [&] { return handset.state() == "off"; }, 20000);
+    EXPECT_EQ(handset.last(), "power-off");
 }
 inline std::string reason(const Handset &handset) { return handset.attr("/sys/kernel/wakeup_reasons/last_resume_reason"); }
 inline int suspends(const Handset &handset) { return std::stoi(handset.attr("/sys/power/suspend_stats/success")); }

@@ -3,19 +3,6 @@
 
 using namespace power;
 
-TEST(Power, SleepsWhenIdleAndWakesByTheCharger) {
-    Handset handset({.speed = 100});
-    wait_asleep(handset);
-    handset.set_attr(USB, "0");
-    wait_bar(handset, "Unplugged");
-    EXPECT_TRUE(handset.log_contains("batteryObserver", "SetWakeupStatus end")) << "unplugging wakes";
-    wait_asleep(handset);
-    handset.set_attr(USB, "1");
-    wait_bar(handset, "Charging");
-    EXPECT_EQ(handset.log_count("SetWakeupStatus end"), 2U) << "plugging wakes";
-    EXPECT_EQ(handset.status().value("state", ""), "running");
-}
-
 TEST(Power, StandbyByThePc) {
     Handset handset;
     handset.wait_for_text("Device tests");
@@ -49,19 +36,6 @@ TEST(Power, StandbyByThePc) {
     wait_asleep(handset);
 }
 
-TEST(Power, IdleWithoutChargerSwitchesOff) {
-    Handset handset({.speed = 40, .settings = {idle_setting("1", 20, 40)}});
-    handset.wait_for_text("Device tests");
-    // With a charger nothing happens in twice the time.
-    const size_t before = handset.log_count("batteryObserver");
-    handset.wait_ms(90000); // what must not happen cannot be waited for
-    ASSERT_EQ(handset.status().value("state", ""), "running");
-    EXPECT_GT(handset.log_count("batteryObserver"), before) << "the check has run";
-    handset.set_attr(USB, "0");
-    wait_off(handset);
-    EXPECT_EQ(handset.attr("/sys/class/leds/vibrator/duration"), "1000") << "it says farewell";
-}
-
 TEST(Power, NeverSleepsWhenForbidden) {
     Handset handset({.speed = 50, .settings = {idle_setting("0", 5, 10)}});
     handset.wait_for_text("Device tests");
@@ -74,7 +48,7 @@ TEST(Power, NeverSleepsWhenForbidden) {
     EXPECT_EQ(handset.at("LCDMoudle testItem close").status, 0);
     handset.wait_ms(40000); // what must not happen cannot be waited for
     EXPECT_TRUE(is_awake(handset));
-    EXPECT_EQ(handset.status().value("state", ""), "running");
+    EXPECT_EQ(handset.state(), "running");
 }
 
 TEST(Power, HeatSwitchesOffAtOnce) {
@@ -87,52 +61,10 @@ TEST(Power, HeatSwitchesOffAtOnce) {
     EXPECT_EQ(handset.log_count("battery Temperature Warning"), 1U) << "warned once";
     handset.set_attr(BATTERY + "temp", "599");
     handset.wait_until("the report of 599", [&] { return handset.at("batteryMoudle testItem temperature").text == "*59.9"; });
-    EXPECT_EQ(handset.status().value("state", ""), "running");
+    EXPECT_EQ(handset.state(), "running");
     handset.set_attr(BATTERY + "temp", "600"); // although it charges
     wait_off(handset);
     EXPECT_TRUE(handset.log_contains("batteryObserver", "battery temperature error!,temperature=600,g_powerofftemp = 600"));
-}
-
-TEST(Power, LowBatteryIsToldOnce) {
-    Handset handset;
-    wait_bar(handset, "80%");
-    handset.set_attr(BATTERY + "capacity", "31");
-    wait_bar(handset, "31%");
-    EXPECT_EQ(handset.log_count("BATTERYMSG:Low"), 0U);
-    handset.set_attr(BATTERY + "capacity", "30");
-    wait_bar(handset, "Low: 30%");
-    handset.set_attr(BATTERY + "capacity", "12");
-    wait_bar(handset, "12%");
-    handset.wait_until("the report of 12", [&] { return handset.at("batteryMoudle testItem power").text == "*12"; });
-    EXPECT_EQ(handset.log_count("BATTERYMSG:Low"), 1U);
-    handset.set_attr(BATTERY + "health", "Dead");
-    wait_bar(handset, "Bad cell");
-    EXPECT_EQ(handset.at("batteryMoudle testItem health").status, 2);
-}
-
-TEST(Power, RubbishFromTheBatteryIsSurvived) {
-    Handset handset;
-    wait_bar(handset, "80%");
-    for (const char *name : {"status", "health", "present", "capacity", "voltage_now", "temp", "current_now", "cycle_count"})
-        for (const std::string rubbish : {"", "99999999999999999999", "-7", "5 5", "\x01\xff", "abc"})
-            handset.set_attr(BATTERY + name, rubbish);
-    handset.wait_until("the level to be unknown", [&] { return handset.at("batteryMoudle testItem power").status == 2; });
-    for (const char *name : {"status", "health", "present", "capacity", "temp"}) handset.fault(BATTERY + name, "eio");
-    handset.set_attr(USB, "0"); // a report with every read failing
-    handset.set_attr(USB, "1");
-    EXPECT_EQ(handset.at("batteryMoudle testItem health").status, 2);
-    EXPECT_EQ(handset.at("batteryMoudle testItem charging").status, 2);
-    EXPECT_EQ(handset.at("batteryMoudle testItem temperature").status, 2);
-    for (const char *name : {"status", "health", "present", "capacity", "temp"}) handset.fault(BATTERY + name, "none");
-    const std::pair<const char *, const char *> sane[] = {
-        {"status", "Full"}, {"health", "Good"}, {"present", "1"}, {"temp", "301"}, {"capacity", "77"}};
-    for (const auto &[name, value] : sane) handset.set_attr(BATTERY + name, value);
-    handset.wait_until("sane values", [&] { return handset.at("batteryMoudle testItem power").text == "*77"; });
-    handset.wait_until("the temperature", [&] { return handset.at("batteryMoudle testItem temperature").text == "*30.1"; });
-    EXPECT_EQ(handset.at("batteryMoudle testItem charging").status, 0);
-    EXPECT_EQ(handset.status().value("last", ""), "start") << "it never ended";
-    handset.tap_text("Device tests");
-    handset.wait_for_text("Automatic run");
 }
 
 TEST(Power, TheBatteryByTheCommandLine) {
@@ -157,13 +89,9 @@ TEST(Power, TheBatteryByTheCommandLine) {
     handset.tool({"battery", "--drain", "0", "--level", "100"});
     wait_bar(handset, "100%");
     EXPECT_EQ(handset.attr(BATTERY + "status"), "Full");
-    handset.tool({"battery", "--level", "60", "--temp", "40"});
-    handset.tool({"battery", "--charger", "none", "--drain", "default"});
+    handset.tool({"battery", "--level", "60", "--temp", "40", "--charger", "none", "--drain", "default"});
     wait_bar(handset, "Unplugged");
-    handset.wait_until("a battery that cools without load", [&] { return std::stoi(handset.attr(BATTERY + "temp")) < 400; });
-    handset.tool({"battery", "--level", "50", "--charger", "wireless"});
-    handset.wait_until("a battery that charges", [&] { return std::stoi(handset.attr(BATTERY + "capacity")) > 50; });
-    EXPECT_LT(std::stoi(handset.attr(BATTERY + "voltage_now")), 4300000);
+    EXPECT_EQ(handset.attr(BATTERY + "status"), "Discharging");
     handset.tool({"battery", "--health", "dead", "--present", "0"});
     handset.wait_until("a dead battery", [&] { return handset.at("batteryMoudle testItem health").status == 2; });
 }

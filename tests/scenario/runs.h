@@ -1,8 +1,8 @@
 // What an operator does in an automatic run, and what is left of it on the handset; for the scenarios of the shell.
 #pragma once
 
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -17,6 +17,7 @@ constexpr char COLOUR_NOTE[] = "Were all colours clean and even?";
 constexpr char NO_FILE[] = "(no file)";
 constexpr int ALL_STATIONS = 400, LCD = 280, KEYS = 312, VIBRATOR = 316, OVERALL = 64, OVERALL_PRETEST = 66;
 using Stations = std::map<int, Verdict>;
+inline const Stations ALL_PASSED{{LCD, Verdict::pass}, {KEYS, Verdict::pass}, {VIBRATOR, Verdict::pass}, {OVERALL, Verdict::pass}};
 
 // One colour in the display test, and no falling asleep while time runs fast.
 inline std::vector<Setting> settings(std::vector<Setting> more = {}) {
@@ -46,9 +47,7 @@ inline Stations stations(const Handset &handset) {
 }
 
 inline std::string content(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return NO_FILE;
-    return {std::istreambuf_iterator<char>(file), {}};
+    return std::filesystem::exists(path) ? content_of(path) : NO_FILE;
 }
 
 // A touch on the left, middle or right third of the bar at the bottom.
@@ -65,6 +64,11 @@ inline void wait_for_list(const Handset &handset) {
 inline void open_list(Handset &handset) {
     handset.tap_text("Device tests");
     wait_for_list(handset);
+}
+
+inline void begin_run(Handset &handset) {
+    open_list(handset);
+    handset.tap_text("Automatic run");
 }
 
 inline void wait_for_colour(const Handset &handset) {

@@ -17,7 +17,8 @@ Texts operator+(Texts a, const Texts &b) {
     return a;
 }
 
-void suspend_by_pc(Handset &handset) {
+void suspend_by_pc(Handset &handset, const std::string &reported = "Charging") {
+    wait_bar(handset, reported); // the first report is through
     EXPECT_EQ(handset.at("standbyMoudle testItem open").status, 0);
     wait_suspended(handset);
 }
@@ -32,11 +33,16 @@ char process_state(const Handset &handset) {
 TEST(Suspend, EverythingStandsStillUntilAKey) {
     Handset handset({.settings = {NEVER_IDLE}});
     wait_bar(handset, "Charging"); // the first report is through
+    ASSERT_EQ(handset.shell("echo bench > /sys/power/wake_lock").status, 0);
     handset.client().touch(360, 900); // a finger that lies there, and is lifted when nobody feels it
     handset.press("power");
+    wait_asleep(handset);
+    handset.wait_ms(1000); // what must not happen cannot be waited for
+    EXPECT_EQ(suspends(handset), 0) << "a wake lock holds it off";
+    ASSERT_EQ(handset.shell("echo bench > /sys/power/wake_unlock").status, 0);
     wait_suspended(handset);
     handset.client().release();
-    EXPECT_EQ(process_state(handset), 'T');
+    handset.wait_until("the program to stand still", [&] { return process_state(handset) == 'T'; });
     EXPECT_EQ(handset.shell("echo $((6*7))").output, "42\n") << "the operator's own commands run";
     EXPECT_NE(handset.tool({"dump"}).output.find("is asleep; press a key"), std::string::npos);
     EXPECT_EQ(handset.tool({"tap", "360", "250"}).status, 1);
@@ -55,7 +61,6 @@ TEST(Suspend, EverythingStandsStillUntilAKey) {
 
 TEST(Suspend, EachCauseWakesOnce) {
     Handset handset({.speed = FAST, .settings = {NEVER_IDLE}});
-    wait_bar(handset, "Charging"); // the first report is through
     suspend_by_pc(handset);
     EXPECT_EQ(handset.at("batteryMoudle testItem temperature").text, "*28.5");
     EXPECT_EQ(reason(handset), "pc");
@@ -68,7 +73,7 @@ TEST(Suspend, EachCauseWakesOnce) {
     EXPECT_EQ(reason(handset), "charger");
     wait_bar(handset, "Unplugged");
     EXPECT_TRUE(is_awake(handset));
-    suspend_by_pc(handset);
+    suspend_by_pc(handset, "Unplugged");
     handset.client().battery({{"charger", "wireless"}});
     wait_bar(handset, "Charging");
     EXPECT_EQ(writes(handset, TRANSITION), AT_START + TO_SLEEP + TO_WAKE + TO_SLEEP + TO_WAKE);
@@ -79,12 +84,12 @@ TEST(Suspend, EachCauseWakesOnce) {
 TEST(Suspend, IdlePowerOffAfterTheChargerIsGone) {
     Handset handset({.speed = 900, .settings = {idle_setting("1", 20, 1800)}});
     handset.wait_ms(2500000); // what must not happen cannot be waited for
-    ASSERT_EQ(handset.status().value("state", ""), "running") << "each time it was to go off it was charging or full";
+    ASSERT_EQ(handset.state(), "running") << "each time it was to go off it was charging or full";
     const int before = suspends(handset);
     EXPECT_GE(before, 2);
     handset.client().battery({{"charger", "none"}});
     handset.wait_until("a suspend without charger", [&] { return suspends(handset) > before; });
-    EXPECT_EQ(handset.status().value("state", ""), "running") << "unplugging began a new idle period";
+    EXPECT_EQ(handset.state(), "running") << "unplugging began a new idle period";
     wait_off(handset);
     const std::string vibrator = "/sys/class/leds/vibrator/";
     EXPECT_EQ(writes(handset, {vibrator + "duration", vibrator + "activate"}), (Texts{"duration 1000", "activate 1"}));
@@ -93,24 +98,11 @@ TEST(Suspend, IdlePowerOffAfterTheChargerIsGone) {
 
 TEST(Suspend, HeatEndsItOnce) {
     Handset handset({.settings = {NEVER_IDLE}});
-    wait_bar(handset, "Charging"); // the first report is through
     suspend_by_pc(handset);
     handset.client().battery({{"temp", 60}});
     wait_off(handset);
     EXPECT_EQ(handset.log_count("battery temperature error!"), 1U);
     EXPECT_EQ(reason(handset), "battery");
-}
-
-TEST(Suspend, AWakeLockHoldsItOff) {
-    Handset handset({.speed = FAST, .settings = {NEVER_IDLE}});
-    wait_bar(handset, "Charging"); // the first report is through
-    ASSERT_EQ(handset.shell("echo bench > /sys/power/wake_lock").status, 0);
-    EXPECT_EQ(handset.at("standbyMoudle testItem open").status, 0);
-    wait_asleep(handset);
-    handset.wait_ms(60000); // what must not happen cannot be waited for
-    EXPECT_EQ(suspends(handset), 0);
-    ASSERT_EQ(handset.shell("echo bench > /sys/power/wake_unlock").status, 0);
-    wait_suspended(handset);
 }
 
 // Both at once: the second of them waits for the first, and nothing happens twice.
@@ -134,7 +126,6 @@ TEST(Suspend, WithoutAlarmClocks) {
     handset.client().battery({{"drain", 0}});
     handset.kill_program();
     EXPECT_TRUE(handset.log_contains("BATTERYSERVICE", "no alarm clock, a suspended handset will not be looked after"));
-    wait_bar(handset, "Charging"); // the first report is through
     suspend_by_pc(handset);
     const int before = suspends(handset);
     handset.wait_ms(100000); // what must not happen cannot be waited for
@@ -148,12 +139,10 @@ TEST(Suspend, WithoutAlarmClocks) {
 
 TEST(Suspend, RestartsAndEndsAreNotHeldUp) {
     Handset handset({.settings = {NEVER_IDLE}});
-    wait_bar(handset, "Charging"); // the first report is through
     suspend_by_pc(handset);
     handset.kill_program();
     EXPECT_EQ(reason(handset), "program");
     handset.reboot();
-    wait_bar(handset, "Charging"); // the first report is through
     suspend_by_pc(handset);
     EXPECT_EQ(handset.tool({"stop"}).status, 0);
     EXPECT_FALSE(handset.client().answers());

@@ -13,20 +13,17 @@ namespace fs = std::filesystem;
 constexpr size_t HANDSETS = 20;
 constexpr int ANSWER_LIMIT_MS = 1000; // agreed with the line: an idle handset answers within a second
 
-bool is_number(const std::string &name) { return !name.empty() && name.find_first_not_of("0123456789") == name.npos; }
-
 // Parents of all processes; the dead that nobody has collected yet do not count.
 std::map<int, int> parents() {
     std::map<int, int> all;
     for (const fs::directory_entry &entry : fs::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
-        if (!is_number(name)) continue;
-        const std::string stat = content_of("/proc/" + name + "/stat");
+        const int pid = atoi(entry.path().filename().c_str());
+        const std::string stat = pid > 0 ? content_of(entry.path() / "stat") : "";
         char state = 'Z';
         int parent = 0;
         const size_t end = stat.rfind(')');
         if (end != stat.npos && sscanf(stat.c_str() + end + 1, " %c %d", &state, &parent) == 2 && state != 'Z')
-            all[std::stoi(name)] = parent;
+            all[pid] = parent;
     }
     return all;
 }
@@ -78,7 +75,7 @@ TEST(Twenty, HandsetsSideBySide) {
     });
     for (const auto &handset : handsets) {
         ASSERT_TRUE(handset) << "not booted";
-        handset->wait_until("the first report", [&] { return handset->at("batteryMoudle testItem power").text == "*80"; });
+        handset->wait_for_battery();
         processes.merge(processes_of(*handset));
         folders.push_back(handset->client().paths().root);
     }

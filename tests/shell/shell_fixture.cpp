@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <map>
+#include <regex>
+#include <thread>
 #include <tp_clock.h>
 #include <tp_globals.h>
 #include <tp_os.h>
@@ -24,11 +25,8 @@ void reset_slots() {
     tki_api_LCD_Get_Info = fake_panel::get_info;
     tki_api_LCD_Refresh = fake_panel::refresh;
     tki_api_Get_TestInfo = nullptr;
-    tki_api_Get_TestInfo_Stop = nullptr;
     tki_api_GetTestInfoFlag = nullptr;
-    tki_api_tki_mode_uninit = nullptr;
-    TKI_API_BatteryService_register_Observer = nullptr;
-    TKI_API_BatteryService_unregister_Observer = nullptr;
+    TKI_API_BatteryService_register_Observer = TKI_API_BatteryService_unregister_Observer = nullptr;
     g_shell_actions = ShellActions();
 }
 
@@ -53,8 +51,7 @@ void ShellTest::start(int width, int height) {
     reset_slots();
     reset_state();
     fake_panel::resize(width, height);
-    for (const char *file :
-         {"/etc/tki_config.ini", "/data/pv_autotest_latest_pass", "/data/pv_autotest_restore_flag"})
+    for (const char *file : {"/etc/tki_config.ini", "/data/pv_autotest_latest_pass", "/data/pv_autotest_restore_flag"})
         unlink(file);
     ASSERT_EQ(tp_man_lcd_get_info_only(), 0);
     ASSERT_EQ(InitGUI(), 0);
@@ -95,19 +92,39 @@ bool ShellTest::pump_until(const std::function<bool()> &condition, int ms) {
     return true;
 }
 
+HWND ShellTest::open_window(WNDPROC proc, int width, int height, HWND host) {
+    MAINWINCREATE info;
+    info.MainWindowProc = proc;
+    info.rx = width;
+    info.by = height;
+    info.hHosting = host;
+    const HWND window = CreateMainWindow(&info);
+    ShowWindow(window, SW_SHOWNORMAL);
+    tp_gui_pump();
+    return window;
+}
+
+int ShellTest::from_pc(const std::function<int()> &body) {
+    std::atomic<bool> done{false};
+    int result = -1;
+    std::thread pc([&] {
+        result = body();
+        done = true;
+    });
+    EXPECT_TRUE(pump_until([&] { return done.load(); }));
+    pc.join();
+    return result;
+}
+
 bool ShellTest::shows(const std::string &text) {
     return tp_gui_dump().find("\"text\":\"" + text + "\"") != std::string::npos;
 }
 
 std::string ShellTest::softkeys() {
     const std::string dump = tp_gui_dump();
-    const std::string mark = "\"softkeys\":[\"";
-    size_t at = dump.find(mark);
-    if (at == std::string::npos) return "none";
-    at += mark.size();
-    std::string keys = dump.substr(at, dump.find("\"]", at) - at);
-    for (size_t comma; (comma = keys.find("\",\"")) != std::string::npos;) keys.replace(comma, 3, "|");
-    return keys;
+    std::smatch keys;
+    if (!std::regex_search(dump, keys, std::regex(R"re("softkeys":\["(.*?)","(.*?)","(.*?)"\])re"))) return "none";
+    return keys.str(1) + "|" + keys.str(2) + "|" + keys.str(3);
 }
 
 int ShellTest::color_of(const std::string &text) {

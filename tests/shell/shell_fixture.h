@@ -34,14 +34,11 @@ protected:
         press(code);
         release(code);
     }
-    static void press(int code) {
-        tp_gui_inject_key(code, true);
+    static void press(int code, bool down = true) {
+        tp_gui_inject_key(code, down);
         settle();
     }
-    static void release(int code) {
-        tp_gui_inject_key(code, false);
-        settle();
-    }
+    static void release(int code) { press(code, false); }
     // Handles everything pending; what a hook posts is pending for the next pump only.
     static void settle() {
         for (int idle = 0; idle < 2;) idle = tp_gui_pump() ? 0 : idle + 1;
@@ -53,4 +50,7 @@ protected:
     // Colour index of a text on the screen, -2 when it is not there.
     static int color_of(const std::string &text);
     static std::vector<std::string> rows(); // of the active window's list
+    static HWND open_window(WNDPROC proc, int width, int height, HWND host = HWND_DESKTOP);
+    // Runs on another thread, as the PC's handlers do, while this thread serves the windows.
+    static int from_pc(const std::function<int()> &body);
 };

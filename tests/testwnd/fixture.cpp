@@ -23,9 +23,7 @@ void WindowTest::TearDown() {
 }
 
 void WindowTest::items(const std::string &text) {
-    std::string crlf;
-    for (char c : text) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
-    config(crlf);
+    config(text);
     Get_TestItem_Config(1);
 }
 

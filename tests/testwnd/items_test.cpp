@@ -81,17 +81,6 @@ TEST_F(ItemsTest, vibrator_in_a_run) {
     EXPECT_TRUE(shows("info_NotFitted"));
 }
 
-TEST_F(ItemsTest, a_missing_vibrator_can_only_be_failed) {
-    start_result = -1;
-    run("[TKI_VIBRATOR]\nenable=1\n");
-    EXPECT_TRUE(shows("info_NotFitted"));
-    ASSERT_TRUE(pump_until([] { return test_frame_current()->pass_offered; }));
-    key(KEY_PASS);
-    EXPECT_NE(test_frame_current(), nullptr);
-    key(KEY_FAIL);
-    EXPECT_EQ(fake_flags::station(316), 2);
-}
-
 TEST_F(ItemsTest, vibrator_from_the_pc) {
     EXPECT_EQ(from_pc([] { return mmi_AutoTest_VibratorTestEntry(15000); }), 1);
     EXPECT_EQ(started_ms, 15000);

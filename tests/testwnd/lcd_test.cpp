@@ -59,33 +59,6 @@ TEST_F(LcdTest, touches_within_a_second_and_uncovering_paints_do_not_advance) {
     EXPECT_EQ(middle_pixel(), sys(12));
 }
 
-TEST_F(LcdTest, verdict_in_a_run) {
-    for (int verdict : {1, 2}) {
-        fake_flags::install();
-        run("[TKI_LCD]\nenable=1\nparameter=colornum:1;\n[TKI_KEYS]\nenable=1\nparameter=POWER:1;\n");
-        ASSERT_TRUE(second_over());
-        touch();
-        EXPECT_TRUE(shows("info_LCDNote"));
-        key(verdict == 1 ? KEY_PASS : KEY_FAIL);
-        EXPECT_EQ(fake_flags::station(280), verdict);
-        EXPECT_EQ(shows("title_KeyTest"), verdict == 1); // the next item came up within the passing key
-        EXPECT_EQ(g_deviceIsAutoTest, verdict == 1);
-        mmi_teswnd_KeyTest_Stop_Entry();
-    }
-}
-
-TEST_F(LcdTest, the_pc_shows_colours_over_and_over) {
-    items("[TKI_LCD]\nenable=1\n");
-    for (auto [index, color] : {std::pair{3, 9}, {1, 12}, {4, 16}}) {
-        const int number = index;
-        EXPECT_EQ(from_pc([number] { return mmi_AutoTest_LCDColorTestEntry(number); }), 1);
-        EXPECT_EQ(middle_pixel(), sys(color));
-    }
-    EXPECT_EQ(from_pc([] { return mmi_AutoTest_LCDColorTest_Stop(); }), 1);
-    EXPECT_EQ(test_frame_current(), nullptr);
-    EXPECT_EQ(g_LcdColorTestIndex, 0);
-}
-
 TEST_F(LcdTest, the_pc_takes_over_from_an_operators_run) {
     run("[TKI_LCD]\nenable=1\nparameter=colornum:1;\n");
     ASSERT_TRUE(second_over());
@@ -131,40 +104,17 @@ TEST_F(LcdTest, the_preview_variant_falls_back_to_colours_and_writes_no_flag) {
     EXPECT_EQ(fake_flags::station(280), 0);
 }
 
-TEST_F(LcdTest, texts_from_the_pc_reach_no_shell) {
-    for (const char *text : {"", "cold", "cold,", ",1", "a,b,c", "cold,1;touch /data/owned", "$(touch /data/owned),1",
-                             "../../data/owned,1", "cold,1 2"})
-        EXPECT_EQ(mmi_AutoTest_Hue_Set(text), 0) << text;
-    for (const char *text : {"", "1", "1,", ",1", "xyz,1", "0x,1", "123456789,1", "1,2,3", "1,2\n3"})
-        EXPECT_EQ(mmi_AutoTest_Hue_Register_Set(text), 0) << text;
-    EXPECT_EQ(mmi_AutoTest_Hue_Set(nullptr), 0);
-    EXPECT_EQ(mmi_AutoTest_Hue_Register_Set(nullptr), 0);
-    EXPECT_FALSE(exists("/data/owned"));
-}
-
-TEST_F(LcdTest, what_is_not_fitted_fails) {
-    EXPECT_EQ(mmi_AutoTest_AUX_LCDColorTestEntry(0), 0);
-    EXPECT_EQ(mmi_AutoTest_AUX_LCDColorTest_Stop(), 0);
-    EXPECT_EQ(mmi_AutoTest_PW_ShowPicture(0), 0);
-    EXPECT_EQ(mmi_AutoTest_PW_ShowPicture(-1), 0);
-    char text[16] = "untouched";
-    EXPECT_EQ(mmi_AutoTest_LCDType_Read(text, sizeof text), 0);
-    EXPECT_STREQ(text, "untouched");
-    EXPECT_EQ(test_frame_current(), nullptr);
-}
-
 TEST_F(LcdTest, panel_files) {
     write_text("/data/type", "panel_a_fhd\nsecond line\n");
     char text[16];
-    EXPECT_EQ(read_regvalue_from_file("/data/type", text, 6), 0);
-    EXPECT_STREQ(text, "panel");
-    EXPECT_EQ(read_regvalue_from_file("/data/type", text, sizeof text), 0);
-    EXPECT_STREQ(text, "panel_a_fhd");
+    for (const auto &[size, expected] : {std::pair{6, "panel"}, {16, "panel_a_fhd"}}) {
+        EXPECT_EQ(read_regvalue_from_file("/data/type", text, size), 0);
+        EXPECT_STREQ(text, expected);
+    }
     EXPECT_EQ(read_regvalue_from_file("/data/type", text, 0), -1);
-    EXPECT_EQ(mmi_AutoTest_DualLCD_Switch(), 1);
-    EXPECT_TRUE(exists("/data/pv_dual_lcd_flag"));
-    EXPECT_EQ(mmi_AutoTest_DualLCD_Switch(), 1);
-    EXPECT_FALSE(exists("/data/pv_dual_lcd_flag"));
-    for (int level : {-1, 256, 100000}) EXPECT_EQ(mmi_AutoTest_LCDBacklight(level), 0);
+    for (const bool marked : {true, false}) {
+        EXPECT_EQ(mmi_AutoTest_DualLCD_Switch(), 1);
+        EXPECT_EQ(exists("/data/pv_dual_lcd_flag"), marked);
+    }
 }
 } // namespace

@@ -56,8 +56,6 @@ TEST(Clock, ScalesWaitsAndReads) {
     EXPECT_EQ(tp_clock_from_kernel_ns(5), 5000);
     tp_clock_set_scale(0.5);
     EXPECT_EQ(tp_clock_scale(), 1);
-    tp_clock_sleep_ns(-5);
-    tp_clock_set_scale(1);
 }
 
 int64_t kernel_real_seconds() {
@@ -98,27 +96,14 @@ TEST(Clock, TakesScaleAndBaseFromTheProperty) {
         EXPECT_EQ(in_fresh_process(odd, "DISABLED_InPlainProcess"), 0) << odd;
 }
 
-TEST(Globals, LastInputTimeMovesAndAges) {
-    GetLastInputTime();
-    const time_t now = tp_clock_time();
-    EXPECT_LE(std::abs(tp_last_input_time().tv_sec - now), 1);
-    tp_age_last_input(300);
-    EXPECT_NEAR(static_cast<double>(now - tp_last_input_time().tv_sec), 300, 2);
-    GetLastInputTime();
-    EXPECT_LE(std::abs(tp_last_input_time().tv_sec - now), 2);
-}
-
 TEST(Globals, TextsComeFromTheSourceOrAreTheKey) {
     EXPECT_STREQ(tp_i18n_get_text("title_ftm"), "title_ftm");
     EXPECT_STREQ(tp_i18n_get_text(nullptr), "");
     tp_i18n_set_source([](const char *key, char *out) {
-        if (strcmp(key, "long") == 0) {
-            memset(out, 'x', 255);
-            return 0;
-        }
-        return strcmp(key, "Result_pass") == 0 ? (strcpy(out, "Pass"), 0) : -1;
+        if (strcmp(key, "long") != 0) return -1;
+        memset(out, 'x', 255);
+        return 0;
     });
-    EXPECT_STREQ(tp_i18n_get_text("Result_pass"), "Pass");
     EXPECT_STREQ(tp_i18n_get_text(tp_i18n_get_text("none")), "none");
     EXPECT_EQ(strlen(tp_i18n_get_text("long")), 255u);
     tp_i18n_set_source(nullptr);

@@ -35,8 +35,7 @@ public:
         target.texts = &texts;
         before_ = std::exchange(drawn_on, this);
         target.about_to_draw = [](const RECT &r, bool) { drawn_on->add_damage(r); };
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x) place(x, y) = GROUND;
+        clear();
         hdc = dc_open(target);
     }
     Page(const Page &) = delete;
@@ -67,14 +66,11 @@ public:
         return r.right ? r : RECT{};
     }
     int inked() {
-        int count = 0;
-        for (int y = 0; y < target.height; ++y)
-            for (int x = 0; x < target.width; ++x) count += at(x, y) != GROUND;
-        return count;
+        const auto kept = std::count_if(memory_.begin(), memory_.end(), [](uint32_t p) { return p == GROUND || p == GUARD; });
+        return static_cast<int>(static_cast<ptrdiff_t>(memory_.size()) - kept);
     }
     void clear() {
-        for (int y = 0; y < target.height; ++y)
-            for (int x = 0; x < target.width; ++x) place(x, y) = GROUND;
+        for (int y = 0; y < target.height; ++y) std::fill_n(&place(0, y), target.width, GROUND);
         texts.clear();
         damage = {};
     }

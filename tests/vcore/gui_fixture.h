@@ -17,12 +17,7 @@ extern tki_api_LCD_Get_Info_t tki_api_LCD_Get_Info;
 extern tki_api_LCD_Refresh_t tki_api_LCD_Refresh;
 }
 
-struct Told {
-    HWND hwnd;
-    UINT message;
-    WPARAM wParam;
-    LPARAM lParam;
-};
+using Told = MSG;
 
 class GuiTest : public ::testing::Test {
 protected:
@@ -34,14 +29,15 @@ protected:
     inline static std::map<HWND, Handler> handlers;
     inline static Handler every_handler; // asked when the window has none of its own
 
-    void SetUp() override {
-        fake_panel::resize(WIDTH, HEIGHT);
+    void SetUp() override { start(WIDTH, HEIGHT); }
+    void start(int width, int height) {
+        fake_panel::resize(width, height);
         tp_clock_set_scale(1);
         told.clear();
         handlers.clear();
         every_handler = nullptr;
         ASSERT_EQ(InitGUI(), 0);
-        const WNDCLASS probe{"probe", control_proc, 0x112233};
+        const WNDCLASS probe{"probe", proc<DefaultControlProc>, 0x112233};
         ASSERT_EQ(RegisterWindowClass(&probe), 0);
     }
     void TearDown() override {
@@ -51,25 +47,18 @@ protected:
         tp_clock_set_scale(1);
     }
 
-    static bool handled(HWND hwnd, const MSG &msg, LRESULT *result) {
-        told.push_back({hwnd, msg.message, msg.wParam, msg.lParam});
+    template <auto Default> static LRESULT proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+        told.push_back({hwnd, message, wParam, lParam});
         const auto own = handlers.find(hwnd);
         const Handler handler = own != handlers.end() ? own->second : every_handler;
-        return handler && handler(hwnd, msg, result);
-    }
-    static LRESULT main_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
         LRESULT result = 0;
-        return handled(hwnd, {hwnd, message, wParam, lParam}, &result) ? result : DefaultMainWinProc(hwnd, message, wParam, lParam);
-    }
-    static LRESULT control_proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-        LRESULT result = 0;
-        return handled(hwnd, {hwnd, message, wParam, lParam}, &result) ? result : DefaultControlProc(hwnd, message, wParam, lParam);
+        return handler && handler(hwnd, Told(told.back()), &result) ? result : Default(hwnd, message, wParam, lParam);
     }
 
     static HWND create(const RECT &r, gal_pixel color, HWND host = HWND_DESKTOP, const char *caption = "") {
         MAINWINCREATE info;
         info.spCaption = caption;
-        info.MainWindowProc = main_proc;
+        info.MainWindowProc = proc<DefaultMainWinProc>;
         info.lx = r.left, info.ty = r.top, info.rx = r.right, info.by = r.bottom;
         info.iBkColor = color;
         info.hHosting = host;
@@ -92,6 +81,13 @@ protected:
             if ((hwnd == HWND_NULL || t.hwnd == hwnd) && std::find(messages.begin(), messages.end(), t.message) != messages.end())
                 out.push_back(t);
         return out;
+    }
+    struct Pixel {
+        int x, y;
+        gal_pixel color;
+    };
+    static void expect_pixels(std::initializer_list<Pixel> pixels) {
+        for (const Pixel &p : pixels) EXPECT_EQ(fake_panel::pixel(p.x, p.y), p.color) << p.x << "," << p.y;
     }
     static void fill(HWND hwnd, gal_pixel color, const RECT &r) {
         const HDC hdc = GetClientDC(hwnd);

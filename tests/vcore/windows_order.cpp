@@ -20,7 +20,6 @@ TEST_F(Order, ActivationFollowsShowingHidingAndDestroying) {
     const HWND a = named("a"), b = named("b");
     EXPECT_EQ(activations(), "+a-a+b");
     ShowWindow(create({0, 0, 9, 9}, 1, HWND_DESKTOP, "quiet"), SW_SHOW);
-    EXPECT_EQ(GetActiveWindow(), b);
     EXPECT_EQ(activations(), "");
     EXPECT_EQ(SetActiveWindow(a), b);
     EXPECT_EQ(activations(), "-b+a");
@@ -53,19 +52,16 @@ TEST_F(Order, HostedWindowsStayAboveTheirHostAndGoWithIt) {
     const HWND menu = named("menu", {0, 0, WIDTH, HEIGHT}, HWND_DESKTOP, 1);
     const HWND test = named("test", {0, 0, WIDTH, HEIGHT}, menu, 2);
     const HWND dialog = named("dialog", {10, 10, 60, 60}, test, 3);
-    EXPECT_EQ(GetHosting(dialog), test);
     ShowWindow(menu, SW_SHOWNORMAL); // raises all that it hosts
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(20, 20), 3u);
-    EXPECT_EQ(fake_panel::pixel(5, 5), 2u);
-    activations();
+    expect_pixels({{20, 20, 3}, {5, 5, 2}});
     SetActiveWindow(dialog);
     activations();
     DestroyMainWindow(test);
     EXPECT_EQ(activations(), "-+menu"); // the dialog, already forgotten, has no caption
     EXPECT_FALSE(IsWindow(dialog) || IsWindow(test));
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(20, 20), 1u);
+    expect_pixels({{20, 20, 1}});
 }
 
 TEST_F(Order, RefusedAndFailedWindowsLeaveNothing) {
@@ -87,7 +83,7 @@ TEST_F(Order, RefusedAndFailedWindowsLeaveNothing) {
     const HWND w = open_full();
     EXPECT_EQ(CreateWindowEx("no such class", "", 0, 0, 1, 0, 0, 5, 5, w, 0), HWND_INVALID);
     EXPECT_EQ(CreateWindowEx("probe", "", 0, 0, 1, 0, 0, 5, 5, w + 4, 0), HWND_INVALID);
-    const WNDCLASS again{"probe", control_proc, 0};
+    const WNDCLASS again{"probe", DefaultControlProc, 0};
     EXPECT_EQ(RegisterWindowClass(&again), -1);
 }
 
@@ -99,60 +95,31 @@ TEST_F(Order, WindowsAreClippedByThoseAboveAndControlsByTheirParents) {
     fill(below, 7, {0, 0, 100, 100});
     fill(child, 8, {0, 0, 100, 100});
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(5, 5), 7u);
-    EXPECT_EQ(fake_panel::pixel(15, 15), 2u);
-    EXPECT_EQ(fake_panel::pixel(25, 25), 2u);
-    EXPECT_EQ(fake_panel::pixel(35, 35), 8u);
-    EXPECT_EQ(fake_panel::pixel(45, 45), 0u);
-    EXPECT_EQ(fake_panel::pixel(5, 35), 7u);
+    expect_pixels({{5, 5, 7}, {15, 15, 2}, {25, 25, 2}, {35, 35, 8}, {45, 45, 0}, {5, 35, 7}});
     // What becomes bare is painted, and only there.
-    told.clear();
     MoveWindow(above, 50, 50, 10, 10);
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(15, 15), 1u);
-    EXPECT_EQ(fake_panel::pixel(25, 25), 0x112233u);
-    EXPECT_EQ(fake_panel::pixel(5, 5), 7u);
-    EXPECT_EQ(fake_panel::pixel(55, 55), 2u);
+    expect_pixels({{15, 15, 1}, {25, 25, 0x112233}, {5, 5, 7}, {55, 55, 2}});
     DestroyMainWindow(above);
     ShowWindow(child, SW_HIDE);
-    tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(55, 55), 0u);
-    EXPECT_EQ(fake_panel::pixel(35, 35), 1u);
     fill(child, 8, {0, 0, 100, 100}); // hidden: nothing of it is seen
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(35, 35), 1u);
+    expect_pixels({{55, 55, 0}, {35, 35, 1}});
     MoveWindow(below, 30, 60, 40, 40);
     ShowWindow(child, SW_SHOW);
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::pixel(5, 5), 0u);
-    EXPECT_EQ(fake_panel::pixel(31, 61), 1u);
-    EXPECT_EQ(fake_panel::pixel(55, 85), 0x112233u);
-    RECT r;
-    EXPECT_TRUE(GetWindowRect(child, &r) && r.left == 50 && r.bottom == 120);
-    EXPECT_TRUE(GetClientRect(child, &r) && r.left == 0 && r.right == 40);
+    expect_pixels({{5, 5, 0}, {31, 61, 1}, {55, 85, 0x112233}});
 }
 
-TEST_F(Order, ControlsHaveIdsFocusAndNotifications) {
+TEST_F(Order, FocusMovesAndGoesWithItsControl) {
     const HWND w = open_full();
     const HWND a = control(w, 1, {0, 0, 20, 20}), b = control(w, 2, {20, 0, 40, 20}), inner = control(a, 3, {1, 1, 5, 5});
     EXPECT_EQ(GetDlgItem(w, 3), inner);
     EXPECT_EQ(GetDlgItem(w, 9), HWND_NULL);
-    EXPECT_EQ(GetDlgCtrlID(b), 2);
-    EXPECT_EQ(GetParent(inner), a);
     told.clear();
     EXPECT_EQ(SetFocus(a), HWND_NULL);
     EXPECT_EQ(SetFocus(b), a);
-    EXPECT_EQ(GetFocus(w), b);
     EXPECT_EQ(of(a, {MSG_SETFOCUS, MSG_KILLFOCUS}).size(), 2u);
-    NotifyParent(b, 2, 6);
-    ASSERT_EQ(of(w, {MSG_COMMAND}).size(), 1u);
-    EXPECT_EQ(of(w, {MSG_COMMAND})[0].wParam, 2u | 6u << 16);
-    static int code = 0;
-    EXPECT_EQ(SetNotificationCallback(b, [](HWND, int, int nc, uintptr_t) { code = nc; }), nullptr);
-    NotifyParent(b, 2, 6);
-    EXPECT_EQ(code, 6);
-    SetWindowText(b, "text");
-    EXPECT_EQ(of(b, {MSG_SETTEXT}).size(), 1u);
     DestroyWindow(b);
     EXPECT_EQ(GetFocus(w), HWND_NULL);
     DestroyAllControls(w);
@@ -174,6 +141,5 @@ TEST_F(Order, AControlMayDestroyItsWholeWindow) {
     };
     DestroyWindow(inner);
     EXPECT_FALSE(IsWindow(w) || IsWindow(outer) || IsWindow(inner));
-    tp_gui_pump();
 }
 } // namespace

@@ -9,16 +9,7 @@
 #include <tp_os.h>
 
 namespace {
-class Panel : public GuiTest {
-protected:
-    static RECT damage() {
-        const tki_lcd_rect &d = fake_panel::last_damage;
-        return {d.left, d.top, d.right, d.bottom};
-    }
-    static constexpr bool same(const RECT &a, const RECT &b) {
-        return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
-    }
-};
+using Panel = GuiTest;
 
 TEST_F(Panel, ABurstCostsOneFlipWithItsBounds) {
     const HWND w = open_full();
@@ -26,17 +17,18 @@ TEST_F(Panel, ABurstCostsOneFlipWithItsBounds) {
     const int flips = fake_panel::refreshes;
     tp_gui_pump();
     EXPECT_EQ(fake_panel::refreshes, flips); // nothing drawn, nothing shown
-    const RECT one{3, 4, 10, 12}, two{30, 40, 50, 60};
-    SetWindowBkColor(w, 0xabc);
-    tp_gui_pump();
-    fill(w, 5, one);
-    fill(w, 6, two);
+    fill(w, 5, {3, 4, 10, 12});
+    fill(w, 6, {30, 40, 50, 60});
     PostMessage(w, MSG_USER, 0, 0);
     EXPECT_NE(fake_panel::pixel(3, 4), 5u); // on the hidden page only
     tp_gui_pump();
-    EXPECT_EQ(fake_panel::refreshes, flips + 2);
-    EXPECT_TRUE(same(damage(), {3, 4, 50, 60}));
-    EXPECT_EQ(fake_panel::pixel(3, 4), 5u);
+    EXPECT_EQ(fake_panel::refreshes, flips + 1);
+    const tki_lcd_rect &d = fake_panel::last_damage;
+    EXPECT_EQ((std::vector<int>{d.left, d.top, d.right, d.bottom}), (std::vector<int>{3, 4, 50, 60}));
+    expect_pixels({{3, 4, 5}});
+    fill(w, 9, {0, 0, 5, 5});
+    tp_clock_sleep_ms(1); // a thread that waits shows what it has drawn
+    expect_pixels({{1, 1, 9}});
 }
 
 // Whatever is drawn, through whatever clips, by contexts held over flips and over flips that fail: the visible page shows what
@@ -92,54 +84,63 @@ protected:
         ours = GetClientDC(windows[n]);
         theirs = dc_open(target);
     }
+    // One of few, so that often the hidden page shows it already.
+    void draw_row_on_both() {
+        const int top = 40 * below(3), kind = below(9);
+        const RECT row{4, top, 66, top + 40};
+        for (const HDC hdc : {ours, theirs}) {
+            dc_begin_drawing(hdc, row, kind & 1 ? 0xff00 : 0x80);
+            if (hdc == theirs) FillCircle(hdc, -WIDTH, 0, 1); // draws the ground, and at once all that follows
+            SetBrushColor(hdc, 0x112233), SetTextColor(hdc, kind & 4 ? 0xffffff : 0xff), SetPenWidth(hdc, 1);
+            FillBox(hdc, row.left + 1, row.top + 1, kind & 2 ? 50 : 99, 38);
+            RECT box{row.left + 2, row.top, row.right, row.bottom + 40};
+            DrawText(hdc, "w", -1, &box, DT_SINGLELINE);
+            MoveTo(hdc, row.left, row.top + 9);
+            LineTo(hdc, row.right, row.top + 9);
+            if (kind == 8) FillCircle(hdc, 20, row.top, 5);
+            dc_end_drawing(hdc);
+        }
+    }
     void draw_on_both() {
-        const auto kind = below(8);
+        const auto kind = below(7);
         const RECT r = any_rect(kind == 0 && below(4) == 0 ? 2 * HEIGHT : 40);
-        const gal_pixel color = random() & 0xffffff, ground = random() & 0xffffff;
+        const gal_pixel color = random() & 0xffffff;
         const int pen = 1 + below(4);
         for (const HDC hdc : {ours, theirs}) {
             SetBrushColor(hdc, color), SetPenColor(hdc, color), SetTextColor(hdc, color), SetPenWidth(hdc, pen);
             MoveTo(hdc, r.left, r.top);
             RECT box = r;
             switch (kind) {
-            case 0:
-            case 1: FillBox(hdc, r.left, r.top, RECTW(r), RECTH(r)); break;
+            case 0: case 1: FillBox(hdc, r.left, r.top, RECTW(r), RECTH(r)); break;
             case 2: LineTo(hdc, r.right, r.bottom); break;
             case 3: Rectangle(hdc, r.left, r.top, r.right, r.bottom); break;
             case 4: FillCircle(hdc, r.left, r.top, RECTW(r) / 2); break;
             case 5: DrawText(hdc, "gy\xb9\xfa", -1, &box, pen > 2 ? DT_NOCLIP : DT_WORDBREAK); break;
-            case 6: LineTo(hdc, r.right, r.top); break;
-            default:
-                dc_limit(hdc, &box);
-                SetBrushColor(hdc, ground);
-                if (hdc == ours) dc_ground(hdc, box, ground);
-                else FillBox(hdc, r.left, r.top, RECTW(r), RECTH(r));
-                SetBrushColor(hdc, color);
-                if (pen > 1) FillBox(hdc, r.left + 1, r.top + pen, RECTW(r), RECTH(r) - 2);
-                box.left += 3; // the ground is wider than the text's clip
-                DrawText(hdc, "w", -1, &box, 0);
-                dc_limit(hdc, nullptr);
+            default: LineTo(hdc, r.right, r.top); break;
             }
         }
     }
-    bool shown_is_right() {
+    int wrong_pixels() {
+        int wrong = 0;
         for (int i = 0; i < WIDTH * HEIGHT; ++i)
-            if (fake_panel::pixel(i % WIDTH, i / WIDTH) != (expected[static_cast<size_t>(i)] & 0xffffff)) return false;
-        return true;
+            wrong += fake_panel::pixel(i % WIDTH, i / WIDTH) != (expected[static_cast<size_t>(i)] & 0xffffff);
+        return wrong;
     }
 };
 
 TEST_F(AnyDrawing, ShowsWhatAPaintFromScratchGives) {
     open_contexts();
     for (int burst = 0; burst < 400; ++burst) {
-        for (int i = burst % 100 == 50 ? 2000 : below(8); i > 0; --i) draw_on_both();
+        for (int i = burst % 100 == 50 ? 2000 : below(8); i > 0; --i)
+            if (burst % 40 < 20) draw_on_both();
+            else draw_row_on_both();
         if (below(3) != 0) {
             close();
             open_contexts();
         }
         broken = below(10) == 0;
         tp_gui_pump();
-        ASSERT_TRUE(broken || shown_is_right()) << "burst " << burst;
+        ASSERT_EQ(broken ? 0 : wrong_pixels(), 0) << "burst " << burst;
     }
     EXPECT_LE(vcore::panel_counts().copied, vcore::panel_counts().damaged);
 }
@@ -155,19 +156,9 @@ TEST_F(Panel, OnlyWhatTheNextFrameLeavesIsCopied) {
     };
     const RECT all{0, 0, WIDTH, HEIGHT};
     EXPECT_EQ(copied_by({all}), 0u);
-    EXPECT_EQ(copied_by({all}), 0u);
     EXPECT_EQ(copied_by({{0, 0, 10, 10}, {30, 30, 40, 40}}), WIDTH * HEIGHT - 200u);
     EXPECT_EQ(copied_by({{30, 30, 40, 35}}), 150u);
     EXPECT_EQ(copied_by({{0, 0, 10, 10}}), 50u);
-}
-
-TEST_F(Panel, WhatIsDrawnIsShownBeforeTheThreadWaits) {
-    const HWND w = open_full(0);
-    UpdateWindow(w, true);
-    fill(w, 9, {0, 0, 5, 5});
-    EXPECT_NE(fake_panel::pixel(1, 1), 9u);
-    tp_clock_sleep_ms(1);
-    EXPECT_EQ(fake_panel::pixel(1, 1), 9u);
 }
 
 TEST_F(Panel, WithoutAPanelWindowsStillWork) {
@@ -188,7 +179,6 @@ TEST_F(Panel, WithoutAPanelWindowsStillWork) {
     EXPECT_EQ(InitGUI(), -1);
     tki_api_LCD_Get_Info = fake_panel::get_info;
     EXPECT_EQ(tp_man_lcd_get_info_only(), 0);
-    EXPECT_EQ(g_ptScreenInfo.width, WIDTH);
 }
 
 TEST_F(Panel, PaintIsAskedOncePerInvalidationAndErasesWhenTold) {
@@ -209,9 +199,7 @@ TEST_F(Panel, PaintIsAskedOncePerInvalidationAndErasesWhenTold) {
     InvalidateRect(w, &b, true);
     tp_gui_pump();
     EXPECT_EQ(of(w, {MSG_ERASEBKGND, MSG_PAINT}).size(), 2u);
-    EXPECT_EQ(fake_panel::pixel(3, 3), 9u);
-    EXPECT_EQ(fake_panel::pixel(5, 5), 7u);
-    EXPECT_EQ(fake_panel::pixel(13, 13), 1u);
+    expect_pixels({{3, 3, 9}, {5, 5, 7}, {13, 13, 1}});
     told.clear();
     InvalidateRect(w, &a, false);
     tp_gui_pump();

@@ -1,11 +1,11 @@
 #include "booted.h"
 
+#include "support/files.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -21,15 +21,6 @@ std::string scratch_folder() {
 
 std::string build_dir() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
 std::string rootfs_dir() { return fs::path(__FILE__).parent_path().parent_path().parent_path() / "virtual/rootfs"; }
-
-std::string content(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-void write_text(const std::string &path, const std::string &text) { std::ofstream(path, std::ios::binary) << text; }
 
 bool eventually(const std::function<bool()> &condition, int within_ms) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(within_ms);
@@ -79,6 +70,6 @@ bool Handset::waits_for(const std::string &key, const nlohmann::json &value) con
     return eventually([&] { return ask({{"op", "status"}}).at(key) == value; });
 }
 
-pid_t Handset::launcher_pid() const { return atoi(content(paths.run() + "/launcher.pid").c_str()); }
+pid_t Handset::launcher_pid() const { return atoi(files::get(paths.run() + "/launcher.pid").c_str()); }
 
 } // namespace booted

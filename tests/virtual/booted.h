@@ -37,8 +37,6 @@ public:
     std::vector<std::string> lines; // that the launcher said while it booted
 };
 
-std::string content(const std::string &path);
-void write_text(const std::string &path, const std::string &text);
 bool eventually(const std::function<bool()> &condition, int within_ms = 10000);
 
 } // namespace booted

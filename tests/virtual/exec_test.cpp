@@ -41,7 +41,7 @@ TEST(Exec, AttributesBehaveAsTheKernelsDo) {
         {"rm $B || echo kept; ls $P/usb", "kept\nonline\npresent\ntype\n"},
         {"echo 4 > /sys/class/graphics/fb0/blank && cat /sys/class/graphics/fb0/blank", "4\n"},
         {"echo mem > /sys/power/autosleep && cat /sys/power/autosleep", "mem\n"},
-        {"echo 0 > /proc/touchscreen/ts_main_ctrl; cat /proc/touchscreen/*", "0\n2\n"},
+        {"echo 0 > /proc/touchscreen/ts_main_ctrl; cat /proc/touchscreen/*", "0\n0\n2\n"},
         {"readlink /proc/uptime; grep -q stack /proc/self/maps && echo maps", "/.proc/uptime\nmaps\n"},
     };
     for (const auto &[script, expected] : rows) {

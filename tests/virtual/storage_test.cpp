@@ -1,7 +1,7 @@
 // The storage under orders: what passes through it, what it refuses, and what is left behind a power cut.
 #include "booted.h"
 
-#include <gtest/gtest.h>
+#include "support/files.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ protected:
         EXPECT_TRUE(handset.waits_for("state", "running"));
         EXPECT_EQ(handset.ask({{"op", "status"}}).at("last"), "power-cut");
     }
-    std::string data(const std::string &name) const { return booted::content(handset.paths.data() + "/" + name); }
+    std::string data(const std::string &name) const { return files::get(handset.paths.data() + "/" + name); }
 
     booted::Handset handset;
 };

@@ -7,9 +7,7 @@
 #endif
 FAKE(tki_api_LCD_Get_Info)
 OPTIONAL(tki_api_LCD_Off)
-#ifndef WITHOUT_REFRESH
 FAKE(tki_api_LCD_Refresh)
-#endif
 FAKE(tki_api_tki_mode_init)
 OPTIONAL(tki_api_tki_mode_uninit)
 FAKE(tki_api_Get_TestInfo)
