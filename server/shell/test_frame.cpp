@@ -42,7 +42,8 @@ void show_status_texts(const TestWindow &w) {
     // A pass label without the right to pass would invite the operator to press a dead key.
     const bool hide_pass = w.pass_by_key && !pass_allowed(w);
     const LangText left = hide_pass ? LangText{} : text_of(w.keys[0]);
-    show_bar_texts(*w.title_key ? text_of(w.title_key).text : nullptr, left, text_of(w.keys[1]), text_of(w.keys[2]));
+    const LangText middle = w.middle_offered && !w.middle_offered() ? LangText{} : text_of(w.keys[1]);
+    show_bar_texts(*w.title_key ? text_of(w.title_key).text : nullptr, left, middle, text_of(w.keys[2]));
 }
 
 void create_title(const TestWindow &w, HWND hwnd) {

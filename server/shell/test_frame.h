@@ -29,6 +29,7 @@ struct TestWindow {
     const char *keys[3] = {"Result_pass", "", "Result_fail"}; // soft keys by language key
     bool pass_by_key = true;        // key 60 passes (when may_pass allows)
     bool (*may_pass)() = nullptr;   // fool-proof rule; null: always
+    bool (*middle_offered)() = nullptr; // the middle key is named only then; null: always
     int pass_after_ms = 0;          // the pass key is offered only so long after opening (fool-proof delay)
     // What the operator judges: begun before showing, ended on every way out. One that did not begin can never be passed,
     // and the window says "not fitted" in place of its note.

@@ -25,13 +25,16 @@ unsigned g_heard = 0; // bits of the paths that were on long enough
 bool start() { return *PATHS[g_path].start && (*PATHS[g_path].start)() == 0; }
 int stop() { return *PATHS[g_path].stop ? (*PATHS[g_path].stop)() : -1; }
 bool may_pass();
+bool may_switch();
 bool proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam, LRESULT *result);
 
 TestWindow g_window{.domain = "TKI_CALLTEST", .title_key = "title_CallTest", .station = 298, .may_pass = may_pass,
-                    .pass_after_ms = FOOL_PROOF_MS, .start = start, .stop = stop, .proc = proc};
+                    .middle_offered = may_switch, .pass_after_ms = FOOL_PROOF_MS, .start = start, .stop = stop, .proc = proc};
 
 unsigned heard_by_now() { return g_heard | (g_window.started && g_window.pass_offered ? 1u << g_path : 0); }
 bool may_pass() { return heard_by_now() == BOTH_HEARD; }
+// A path left too early would never count as heard, and nothing would say why. One that did not begin may be left at once.
+bool may_switch() { return !g_window.started || g_window.pass_offered; }
 
 void choose(int path) {
     g_path = path;
@@ -41,11 +44,12 @@ void choose(int path) {
 
 bool proc(HWND, UINT message, WPARAM wParam, LPARAM, LRESULT *result) {
     if (message != MSG_KEYDOWN || wParam != KEY_START) return false;
+    *result = 0;
+    if (!may_switch()) return true;
     g_heard = heard_by_now();
     stop();
     choose(g_path == RECEIVER ? SPEAKER : RECEIVER);
     test_frame_restart(g_window);
-    *result = 0;
     return true;
 }
 

@@ -23,7 +23,8 @@
 namespace {
 constexpr char TAG[] = "TKI_CAMERA";
 constexpr int CAMERAS = 3, NONE = -1;
-constexpr int FRAME_TIMER = 1, NOTE_ID = 21;
+constexpr int FRAME_TIMER = 1, SILENCE_TIMER = 2, NOTE_ID = 21;
+constexpr int SILENCE_MS = 2000; // a camera that started and sends nothing for so long is said to send nothing
 constexpr int64_t FRAME_NS = 40'000'000, TICK_NS = 10'000'000; // 25 frames a second; a timer's unit
 constexpr UINT MSG_SAVED = MSG_USER + 110;                     // wParam 1: the snapshot's file is written
 constexpr int SNAPSHOT_MS = 5000;                              // as long the PC waits for a snapshot
@@ -185,6 +186,7 @@ void paint(HWND hwnd, HDC hdc) {
     const BITMAP bitmap{g_shown.width, g_shown.height, g_shown.pixels.data()};
     FillBoxWithBitmap(hdc, box.left, box.top, RECTW(box), RECTH(box), &bitmap);
     if (std::exchange(g_seen, true)) return;
+    note("info_CameraNote"); // it may have been called silent
     test_frame_delay_pass(running());
 }
 
@@ -237,6 +239,17 @@ void on_touch() {
     else if (tki_api_camera_do_autofocus && tki_api_camera_do_autofocus() == 0) note("info_CameraFocus");
 }
 
+bool on_timer(HWND hwnd, WPARAM timer) {
+    if (timer == SILENCE_TIMER) {
+        KillTimer(hwnd, SILENCE_TIMER);
+        if (!g_seen) note("info_CameraFailed", LINE_BAD);
+    } else if (timer == FRAME_TIMER) {
+        KillTimer(hwnd, FRAME_TIMER);
+        on_handed(hwnd);
+    } else return false;
+    return true;
+}
+
 bool proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM, LRESULT *result) {
     *result = 0;
     if (g_camera == NONE || !running().started) return false;
@@ -244,11 +257,7 @@ bool proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM, LRESULT *result) {
     case MSG_CALLBACK: on_handed(hwnd); return true;
     case MSG_SAVED: note(wParam ? "info_SnapshotSaved" : "info_SnapshotLost", wParam ? LINE_GOOD : LINE_BAD); return true;
     case MSG_LBUTTONUP: on_touch(); return true;
-    case MSG_TIMER:
-        if (wParam != FRAME_TIMER) return false;
-        KillTimer(hwnd, FRAME_TIMER);
-        on_handed(hwnd);
-        return true;
+    case MSG_TIMER: return on_timer(hwnd, wParam);
     case MSG_KEYDOWN:
         if (wParam != KEY_START) return false;
         ask_snapshot();
@@ -284,6 +293,7 @@ bool start_camera(int camera) {
     }
     create_note(w.hwnd);
     note("info_CameraNote");
+    SetTimer(w.hwnd, SILENCE_TIMER, SILENCE_MS / 10);
     return true;
 }
 

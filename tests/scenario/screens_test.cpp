@@ -231,6 +231,9 @@ protected:
             handset->press("pass");
             see_item(item);
             if (item.row == std::string("title_CallTest")) {
+                handset->wait_for("the other path", [&](const vh::ScreenView &view) {
+                    return view.soft_keys()[1] == text("softkeybar_speaker");
+                });
                 handset->press("start");
                 look_at("info_CallSpeakerNote");
             }

@@ -158,6 +158,29 @@ TEST_F(AudioTest, what_did_not_start_can_only_be_failed) {
     EXPECT_TRUE(shows("info_NotFitted"));
 }
 
+TEST_F(AudioTest, a_call_passes_when_both_its_paths_were_on_long_enough) {
+    tki_api_Audio_ReceiverCall_Loopback_Test_Start = [] { return started("receiver"); };
+    tki_api_Audio_ReceiverCall_Loopback_Test_Stop = [] { return calls += "stop ", 0; };
+    run("[TKI_CALLTEST]\nenable=1\n");
+    EXPECT_EQ(asked(), "receiver ");
+    key(KEY_START);
+    EXPECT_EQ(asked(), "") << "a path left too early would never count";
+    EXPECT_EQ(softkeys(), "||Result_fail");
+    ASSERT_TRUE(pump_until([] { return softkeys() == "|softkeybar_speaker|Result_fail"; }));
+    key(KEY_START);
+    EXPECT_EQ(asked(), "stop call ");
+    EXPECT_EQ(softkeys(), "||Result_fail");
+    ASSERT_TRUE(offered());
+    key(KEY_PASS);
+    EXPECT_EQ(asked(), "stop ");
+    EXPECT_EQ(fake_flags::station(298), 1);
+    start_result = -1; // what does not begin may be left at once
+    mmi_testwnd_CallTestEntry();
+    settle();
+    EXPECT_EQ(softkeys(), "|softkeybar_speaker|Result_fail");
+    tki_api_Audio_ReceiverCall_Loopback_Test_Start = tki_api_Audio_ReceiverCall_Loopback_Test_Stop = nullptr;
+}
+
 TEST_F(AudioTest, volume_keys) {
     mmi_testwnd_AudioLoopBackTestEntry();
     key(KEY_VOLUP);

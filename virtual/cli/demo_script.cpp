@@ -120,7 +120,7 @@ void hear_ring_tone(Operator &o) {
 void call_on_both_sides(Operator &o) {
     constexpr int JUDGED_MS = 3500;
     o.wait_for("the pass key behind receiver and speaker", [&](const ScreenView &screen) {
-        const bool speaker = screen.soft_keys()[1] == o.text("softkeybar_receiver"); // the key names the other one
+        const bool speaker = screen.shows(o.text("info_CallSpeakerNote"));
         hear(o, speaker ? "speaker" : "receiver", VOICE_HZ);
         if (!speaker) o.picture("call-receiver", "listen to the receiver");
         const double end = o.seconds() + JUDGED_MS / 1000.0 / o.handset.speed();
