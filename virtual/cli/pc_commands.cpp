@@ -1,10 +1,10 @@
 // The test PC's side: single commands, scripts, and a TCP port for programs that speak the protocol themselves.
 #include "cli/cli.h"
 
-#include <arpa/inet.h>
+#include "common/loopback.h"
+
 #include <cstring>
 #include <iostream>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <thread>
@@ -49,24 +49,30 @@ int forward(const vh::Client &handset, const std::string &spec) {
         std::stoi(digits) > 65535)
         throw vh::ClientError("'" + spec + "' is not of the form tcp:PORT, e.g. tcp:3535 (tcp:0 picks a free port)");
     handset.request({{"op", "status"}});
-    vh::Fd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int on = 1;
-    setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(std::stoi(digits)));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener.get(), 16) != 0 ||
-        getsockname(listener.get(), reinterpret_cast<sockaddr *>(&address), &size) != 0)
-        throw vh::ClientError("cannot listen on 127.0.0.1:" + digits + ": " + strerror(errno) + "; try tcp:0");
-    std::cout << "127.0.0.1:" << ntohs(address.sin_port) << " leads to handset '" << handset.name() << "'; Ctrl-C ends it"
+    auto port = static_cast<uint16_t>(std::stoi(digits));
+    const vh::Fd listener = vh::listen_loopback(port);
+    if (!listener) throw vh::ClientError("cannot listen on 127.0.0.1:" + digits + ": " + strerror(errno) + "; try tcp:0");
+    std::cout << "127.0.0.1:" << port << " leads to handset '" << handset.name() << "'; Ctrl-C ends it"
               << std::endl;
     for (;;) {
         vh::Fd client(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         if (!client) continue;
         std::thread(proxy, std::move(client), handset.paths().pc_socket()).detach(); // ends with the process
     }
+}
+
+int show_bridge(const vh::Client &handset, int port) {
+    const std::string address =
+        "127.0.0.1:" + std::to_string(handset.request({{"op", "adb"}, {"port", port}}).value("port", 0));
+    const std::string adb = "  adb -s " + address;
+    std::cout << address << "\nThe debug bridge of handset '" << handset.name() << "' listens there until it stops. Type, with Debian's adb:\n"
+              << "  adb connect " << address << "\n"
+              << adb << " shell ls -l /data\n"
+              << adb << " push FILE /data/FILE       (and: pull /data/FILE FILE)\n"
+              << adb << " forward tcp:3535 tcp:" << handset.request({{"op", "status"}}).value("port", 0)
+              << "    (PC commands on port 3535 of this machine)\n"
+              << "  adb disconnect " << address << "\n";
+    return 0;
 }
 
 void print_reply(std::ostream &out, const vh::PcLink::Reply &reply) {
@@ -101,6 +107,12 @@ void add_pc(CLI::App &app, int *status) {
                             [spec](const vh::Client &handset) { return forward(handset, *spec); });
     sub->add_option("port", *spec, "tcp:PORT on 127.0.0.1; tcp:0 picks a free one")->required();
     sub->footer("Example: ./handset forward tcp:3535");
+    auto bridge_port = std::make_shared<int>(0);
+    CLI::App *adb = command(app, "adb", "let Debian's adb connect, and say how", status,
+                            [bridge_port](const vh::Client &handset) { return show_bridge(handset, *bridge_port); });
+    adb->add_option("--port", *bridge_port, "of 127.0.0.1; without it a free one")->check(CLI::Range(1, 65535));
+    adb->footer("The first line is the address. Whoever may use this machine can connect there, as far as the sandbox reaches.\n"
+                "Example: adb connect $(./handset adb | head -1)");
 }
 
 } // namespace cli

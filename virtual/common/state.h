@@ -25,7 +25,8 @@
 //   run/log/main.log    /dev/__vxo_log/main.log                      the Android log, one line per record (see below)
 //   run/instead/        /app/instead                                 libraries here are loaded in place of the build's, e.g. by
 //                                                                    `handset radio --absent`
-//   run/pc.sock         (served by vinit inside)                     the PC channel: bytes to and from 127.0.0.1:port inside
+//   run/pc.sock         (served by vinit inside)                     the PC channel: bytes to and from 127.0.0.1:port inside;
+//                                                                    seen as /dev/__vxo_pc
 //   run/storage/        data, cache and partitions where they take orders (option --storage faults)
 //   run/control.sock    -                                            the launcher's control socket (below)
 //   run/launcher.pid    -                                            process id of the launcher, locked while it lives
@@ -59,6 +60,8 @@
 //                                 what a technology receives (dBm, dBm, dB up or down); orders {operation: how often it fails, or
 //                                    "always", or "silent"}, operation as `handset radio --operations` lists them, or "all"; reset
 //                                    drops earlier orders -> mode, receivers {technology: {primary, secondary, spread}}, orders
+//   adb {[port]}                  from now on the debug bridge listens on 127.0.0.1: on this port, or on a free one if it does not
+//                                    yet -> port
 //   writes                        -> writes [[path, value] ...]: what the program wrote into attributes in this boot, in order
 //   storage {...}                 orders for the storage of a handset booted with --storage faults; any of these together
 //     path, fault                    path: "/data" "/cache" "vxocfg" "vxoflag" "vxoprod". fault: "full" (no room for new names

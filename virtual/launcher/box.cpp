@@ -369,6 +369,10 @@ int Box::execute(const std::vector<std::string> &argv, const std::vector<int> &s
     commands_[id] = &command;
     bool killed = false;
     while (!command.done) {
+        if (client < 0) {
+            command_done_.wait(lock);
+            continue;
+        }
         command_done_.wait_for(lock, std::chrono::milliseconds(100));
         pollfd hung_up{client, POLLIN | POLLRDHUP, 0};
         if (killed || command.done || poll(&hung_up, 1, 0) <= 0) continue;

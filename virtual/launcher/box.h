@@ -5,6 +5,7 @@
 #include "common/message.h"
 #include "kernel/device.h"
 #include "kernel/fuse_fs.h"
+#include "launcher/bridge_server.h"
 #include "launcher/control.h"
 #include "launcher/sandbox.h"
 #include "storage/passthrough.h"
@@ -46,6 +47,7 @@ public:
     Modem &modem() override { return device_->modem(); }
     nlohmann::json storage(const nlohmann::json &request) override;
     nlohmann::json hardware(const nlohmann::json &request) override;
+    uint16_t bridge(uint16_t port) override { return bridge_.listen(port); }
     int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) override;
 
 private:
@@ -80,6 +82,7 @@ private:
     std::unique_ptr<FuseMount> kernel_;
     std::unique_ptr<Storage> storage_; // only when it takes orders
     std::unique_ptr<StorageMount> storage_mount_;
+    BridgeServer bridge_{*this};
     std::unique_ptr<ControlServer> control_;
     std::mutex fitting_; // what is fitted, where it is kept and shown, and the cameras' pictures
     Fd dev_;             // the /dev of the sandbox that was started last

@@ -106,6 +106,12 @@ json run_fault(ControlHost &host, const json &request) {
     return json::object();
 }
 
+json run_bridge(ControlHost &host, const json &request) {
+    const json port = request.value("port", json(0));
+    if (!port.is_number_integer() || port < 0 || port > 65535) throw std::runtime_error("a port is 1 to 65535, or 0 for a free one");
+    return {{"port", host.bridge(port.get<uint16_t>())}};
+}
+
 json run_writes(ControlHost &host) {
     json writes = json::array();
     for (const Tree::Written &written : host.tree().journal()) writes.push_back({written.path, written.value});
@@ -120,6 +126,7 @@ json answer(ControlHost &host, const std::string &line, const std::vector<Fd> &f
     if (op == "fault") return run_fault(host, request);
     if (op == "battery") return run_battery(host.battery(), host.tree(), request);
     if (op == "radio") return run_radio(host.modem(), request);
+    if (op == "adb") return run_bridge(host, request);
     if (op == "writes") return run_writes(host);
     if (op == "fit" || op == "sensor" || op == "camera") return host.hardware(request);
     if (op == "storage") return host.storage(request);

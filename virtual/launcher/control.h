@@ -29,7 +29,10 @@ public:
     virtual nlohmann::json storage(const nlohmann::json &request) = 0;
     // A request with op "fit", "sensor" or "camera". Throws.
     virtual nlohmann::json hardware(const nlohmann::json &request) = 0;
-    // Runs a command inside and waits. stdio: three descriptors. It is killed when the client hangs up. Throws.
+    // Lets the debug bridge listen (launcher/bridge_server.h). Its port. Throws.
+    virtual uint16_t bridge(uint16_t port) = 0;
+    // Runs a command inside and waits. stdio: three descriptors. It is killed when the client hangs up (-1: it has none).
+    // Throws.
     virtual int execute(const std::vector<std::string> &argv, const std::vector<int> &stdio, int client) = 0;
 };
 

@@ -65,14 +65,14 @@ void add_devices(Arguments &a, const StatePaths &paths, const std::string &stora
     append(a, {"--bind", paths.panel(), "/dev/graphics/fb0", "--bind", paths.event(0), "/dev/input/event0", "--bind",
                paths.event(1), "/dev/input/event1", "--bind", paths.run() + "/socket", "/dev/socket", "--bind",
                paths.props(), "/dev/__vxo_props", "--bind", paths.run() + "/log", "/dev/__vxo_log", "--ro-bind",
-               paths.air(), "/dev/__vxo_air"});
+               paths.air(), "/dev/__vxo_air", "--bind-try", paths.pc_socket(), "/dev/__vxo_pc"});
 }
 
 void add_program_folders(Arguments &a, const SandboxPlan &plan) {
     const std::string &build = plan.options.build_dir;
     const std::string &program = plan.options.program_dir.empty() ? build : plan.options.program_dir;
     append(a, {"--ro-bind", program + "/bin", "/app/bin", "--ro-bind-try", program + "/lib", "/app/lib", "--ro-bind",
-               build + "/bin/vinit", "/app/vinit", "--ro-bind-try", build + "/bin/vair", "/app/vair"});
+               build + "/bin/vinit", "/app/vinit", "--ro-bind-try", build + "/bin/vair", "/app/vair", "--ro-bind-try", build + "/bin/vbridge", "/app/vbridge"});
     if (!plan.with_source) return;
     const std::string source = std::filesystem::path(plan.options.rootfs_dir).parent_path().parent_path();
     if (std::filesystem::is_directory(source) && source != "/") append(a, {"--ro-bind", source, source});
