@@ -75,13 +75,15 @@ int restart(AgingLog &log, int done) {
     }
     char reason[64];
     snprintf(reason, sizeof reason, "reboot %d of %d", done + 1, g_iAgingTotalRebootNum);
-    aging_expect_reset(reason);
-    sync();
-    const int result = switch_restart();
-    LOG_RAW(ANDROID_LOG_ERROR, AGING_TAG, "%s,L%d::reboot ret=%d.", "Reboot_AgintTest", __LINE__, result);
+    const bool accounted = aging_expect_reset(reason); // else it would count as one that nobody asked for
+    if (accounted) {
+        sync();
+        const int result = switch_restart();
+        LOG_RAW(ANDROID_LOG_ERROR, AGING_TAG, "%s,L%d::reboot ret=%d.", "Reboot_AgintTest", __LINE__, result);
+    }
     aging_reset_refused();
     if (tki_api_tki_mode_init) tki_api_tki_mode_init(0);
-    fail_phase(log, done, "Reboot refused:%u/%u success:%u,fail:%u.");
+    fail_phase(log, done, accounted ? "Reboot refused:%u/%u success:%u,fail:%u." : "Reboot not accounted:%u/%u success:%u,fail:%u.");
     return -1;
 }
 } // namespace

@@ -105,6 +105,9 @@ TEST(Aging, AWholeDayPassesAndSwitchesOffOnceUnplugged) {
     EXPECT_EQ(trend.rfind("time,phase,level", 0), 0U);
     for (const char *phase : {",suspend,8", ",video,", ",cpu,"}) EXPECT_TRUE(holds(trend, phase)) << phase << "\n" << trend;
     EXPECT_EQ(cycle(handset), "currentnum=0\n");
+    const vh::Client::Outcome page = handset.tool({"report", "-"});
+    for (const char *part : {">PASS<", "reboot 3 of 3", "<td>5 times</td>", "phase suspend", "Load of CPU0"})
+        EXPECT_TRUE(page.status == 0 && holds(page.output, part)) << part << "\n" << page.output;
     confirm(handset);
     handset.tap_text("Results");
     handset.wait_for("the curve and the records", [](const vh::ScreenView &view) {

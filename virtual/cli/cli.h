@@ -27,6 +27,7 @@ void add_audio(CLI::App &app, int *status);    // audio headset
 void add_air(CLI::App &app, int *status);      // ap
 void add_lint(CLI::App &app, int *status);      // lint
 void add_demo(CLI::App &app, int *status);      // demo
+void add_report(CLI::App &app, int *status);    // report
 
 // Runs a script of PC commands and assertions; 0, or 1 when one does not hold.
 int run_pc_script(const vh::Client &handset, std::istream &script, std::ostream &out);

@@ -40,6 +40,7 @@ int main(int argc, char **argv) {
     cli::add_air(app, &status);
     cli::add_lint(app, &status);
     cli::add_demo(app, &status);
+    cli::add_report(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -65,6 +65,7 @@ public:
     // ---- files below /data and /cache; no link is followed, so the handset cannot lead out of its folder ----
     void push(const std::string &source, const std::string &destination) const;
     void pull(const std::string &source, const std::string &destination) const;
+    std::string content(const std::string &source) const; // empty when there is no such file; at most 64 MiB of it
 
 private:
     void require_awake() const;

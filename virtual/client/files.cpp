@@ -88,4 +88,16 @@ void Client::pull(const std::string &source, const std::string &destination) con
     copy(from.get(), to.get(), source);
 }
 
+std::string Client::content(const std::string &source) const {
+    constexpr size_t MOST = 64 << 20;
+    const Place place = place_of(*this, source);
+    const Fd from = open_below(place, place.relative, O_RDONLY);
+    std::string text;
+    if (!from) return text;
+    require_file(from.get(), source);
+    char buffer[65536];
+    for (ssize_t n; text.size() < MOST && (n = read(from.get(), buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(n));
+    return text;
+}
+
 } // namespace vh
