@@ -33,6 +33,15 @@ TEST_F(Demo, PassesAllItemsOfTheDefaultConfiguration) {
     EXPECT_GE(shown, 24) << outcome.output;
 }
 
+TEST_F(Demo, WipesARoundPanel) {
+    const std::string config = pictures + ".ini";
+    std::ofstream(config) << "[MMI]\r\nLanguage=English\r\nUEShape=1\r\n[TKI_TOUCH]\r\nenable=1\r\n[TKI_KEYS]\r\nenable=0\r\n";
+    const auto outcome = run({"--config", config, "--size", "480x480"});
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_EQ(station(320), Verdict::pass) << outcome.output;
+    fs::remove(config);
+}
+
 TEST_F(Demo, FailsTheItemWhosePartIsMissing) {
     const std::string config = pictures + ".ini";
     std::ofstream(config) << "[MMI]\r\nLanguage=English\r\n[TKI_VIBRATOR]\r\nenable=1\r\n[TKI_TPSELF]\r\nenable=1\r\n"

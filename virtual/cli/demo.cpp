@@ -81,7 +81,9 @@ void Walk::run() {
         end_as_failed(fault.what());
     }
     person_.open_row("menu_ItemTest", "end");
-    person_.wait_for("the rows of the tests", [](const vh::ScreenView &screen) { return screen.front().size() > 1; });
+    person_.wait_for("the rows of the tests", [this](const vh::ScreenView &screen) {
+        return items_.empty() || screen.shows(person_.text(items_.front().title_key));
+    });
     person_.picture("verdicts", "green is passed, red is failed");
 }
 

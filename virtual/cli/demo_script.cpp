@@ -177,6 +177,18 @@ void draw_lanes(Operator &o) {
     }
 }
 
+// Where circles take the lanes' place: the whole panel, in strokes closer to each other than a circle is high.
+void wipe_panel(Operator &o) {
+    constexpr int STROKE_MS = 200;
+    const ScreenView screen = o.look();
+    const int right = screen.width() - 2, step = std::min(screen.width(), screen.height()) / 28;
+    o.picture("touch-empty", "wipe over all circles");
+    for (int y = step / 2; y < screen.height(); y += step) {
+        o.handset.swipe(1, y, right, y, STROKE_MS);
+        if (y < screen.height() / 2 && y + step >= screen.height() / 2) o.look(), o.picture("touch-half", "and the other half");
+    }
+}
+
 bool step_done(const ScreenView &screen, const std::string &line, const std::string &step) {
     bool here = false; // a line's texts follow each other: title, value, steps
     for (const vh::ScreenText &text : screen.front()) {
@@ -255,9 +267,12 @@ void prepare_handset(Operator &o) {
 
 DemoScript::DemoScript(const std::string &config_file, const std::string &language_file) {
     std::map<std::string, Domain> config = read_domains(config_file);
+    const bool rectangle = value_of(config["MMI"], "UEShape", "0") == "0";
     for (const DemoItem &item : ALL_ITEMS) {
         const Domain &domain = config[item.domain];
         if (value_of(domain, "enable", "0") == "1" && value_of(domain, "auto", "1") == "1") items_.push_back(item);
+        else continue;
+        if (item.act == draw_lanes && !rectangle) items_.back().act = wipe_panel;
     }
     texts_ = read_domains(language_file)[value_of(config["MMI"], "Language", "Chinese")];
 }
