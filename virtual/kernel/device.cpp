@@ -47,6 +47,7 @@ void Device::add_panel_and_lights(const Panel &panel) {
     tree_.add(fb + "bits_per_pixel", text(), Access::read_only, "32");
     tree_.add(fb + "mode", text(), Access::read_only, mode);
     tree_.add(fb + "modes", text(), Access::read_only, mode);
+    tree_.add("/sys/class/graphics/fb1/blank", integer(0, 4), Access::read_write, "0"); // the auxiliary panel's
     tree_.add(LEDS + "lcd-backlight/brightness", integer(0, 255), Access::read_write, "100");
     tree_.add(LEDS + "lcd-backlight/max_brightness", text(), Access::read_only, "255");
     for (const char *led : {"red", "green", "blue", "button-backlight", "flashlight", "flashlight2", "flashlight-front"}) {

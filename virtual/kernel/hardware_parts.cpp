@@ -42,6 +42,7 @@ const Part PARTS[] = {
     {"wgb", "common switch of the radios", {"/sys/class/wgb/wgb0"}},
     {"usbhost", "USB port for devices", {"/sys/bus/usb/devices/usb1", USB_DEVICE}},
     {"board", "the board's idle state and low-cost mode", {"/sys/devices/platform/tki_factory"}},
+    {"panel-aux", "second panel; it shows what the main one shows", {"/sys/class/graphics/fb1"}},
     {"vibrator", "motor that shakes", {LED "vibrator"}},
     {"touchselftest", "the touch panel's own test", {"/proc/touchscreen/ts_self_test"}},
     {"headset", "headset socket", {"/sys/class/switch/h2w"}},
