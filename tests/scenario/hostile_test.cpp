@@ -46,8 +46,10 @@ const std::regex REFUSES("LCDbacklightMoudle.*|flashlightMoudle testItem front o
 
 // Plain characters, which the script looks at itself and refuses.
 const std::string CONFIG_CHANGE = "/system/bin/modify_tki_config.sh MMI -x ../..// /etc/tki_config.ini";
-// Take no argument, and load a driver.
+// Load and unload a driver each time, and leave a thread at work: on their own.
 const std::regex WIFI_ITSELF("WiFiMoudle.*");
+const std::regex WIFI_RUNS("/system/bin/(pv_wifi_init|pv_wifi_close)\\.sh|/system/bin/dhcpcd-6\\.8\\.2 wlan0|toybox ifconfig wlan0 down|"
+                           "/system/bin/udhcpc\\.script [a-z]+|ip link add wlan0 address [0-9a-f:]+ type veth peer name ap0 netns [0-9]+ </dev/null >/dev/null 2>&1");
 const std::string WPA_CLI = "wpa_cli -i wlan0 -p /data/misc/wifi/sockets ";
 // What the commands run, whatever stands behind them.
 const Lines RUN = {"killall spk_audio", "camera_pcba -0", "/system/bin/camera_pcba -0", "camera_pcba -1", "/system/bin/camera_pcba -1",
@@ -90,6 +92,22 @@ void expect_nothing_else_changed(const Handset &handset, const Lines &before) {
 
 bool ends_the_handset(const std::string &command) { return command.starts_with("PowerOff") || command.starts_with("Reboot"); }
 } // namespace
+
+TEST(Pc, HostileArgumentsOfTheWifiSwitch) {
+    Handset handset({.speed = 200});
+    handset.wait_for_text("Device tests");
+    ASSERT_NO_FATAL_FAILURE(trace_shells(handset));
+    PcLink pc(handset.client());
+    for (const auto *arguments : {&FOR_ALL, &FOR_ARGUMENTS})
+        for (const std::string &argument : *arguments)
+            for (const char *command : {"WiFiMoudle testItem open ", "WiFiMoudle testItem close "})
+                EXPECT_EQ(pc.at(command + argument).status, 0) << command << argument;
+    EXPECT_EQ(handset.client().exec({"find", "/data", "/tmp", "/cache", "-name", "*pwned*"}).output, "");
+    const Lines commands = traced(handset);
+    EXPECT_TRUE(commands.contains("/system/bin/pv_wifi_init.sh"));
+    for (const std::string &command : commands)
+        EXPECT_TRUE(RUN.contains(command) || std::regex_match(command, WIFI_RUNS)) << "ran: " << command;
+}
 
 TEST(Pc, HostileArgumentsReachNothingInAnyRow) {
     const std::vector<std::string> commands = commands_of_the_table();

@@ -78,6 +78,9 @@ TEST(Wifi, AddressIsShownToScannersUntilTheOperatorUnlocksAndDisconnects) {
     EXPECT_EQ(middle_key(handset), "WiFi off");
     handset.press("volumedown");
     handset.wait_until("the picture to go", [&] { return shown_code(handset) == "nothing"; });
+    EXPECT_EQ(handset.at("mmiMoudle testItem close").status, 0);
+    handset.wait_until("the picture again", [&] { return shown_code(handset) == "192.168.1.77"; });
+    EXPECT_EQ(handset.at("mmiMoudle testItem open").status, 0);
 
     ap(handset, {"--down"});
     wait_for_key(handset, "WiFi on");
@@ -145,6 +148,14 @@ TEST(Wifi, EveryFailureEndsAsItSays) {
     handset.wait_until("three passes", [&] { return lines("WiFiConThread dhcp begin.") >= passes + 3; }, 120000);
     EXPECT_EQ(handset.at(OPEN).status, 0);
     EXPECT_EQ(lines("WiFiConThread exists. kill it first."), 1u);
+    const size_t newer = lines("WiFiConThread dhcp end."), refused = lines("mmi_WiFiConnect::reconnect fails.");
+    handset.wait_until("another pass", [&] { return lines("WiFiConThread dhcp end.") > newer; }, 120000);
+    ap(handset, {"--answer", "RECONNECT=FAIL"});
+    handset.wait_until("no reconnection", [&] { return lines("mmi_WiFiConnect::reconnect fails.") > refused; }, 120000);
+    handset.wait_until("the thread's end", [&] { return !thread_runs(handset, "wificonnect"); });
+    EXPECT_EQ(handset.shell("test -S /data/misc/wifi/sockets/wlan0").status, 0) << "no close script";
+    ap(handset, {"--answer", "default"});
+    EXPECT_EQ(handset.at(OPEN).status, 0);
     ap(handset, {"--dhcp", "on"});
     wait_for_key(handset, "WiFi off");
 
@@ -160,8 +171,70 @@ TEST(Wifi, EveryFailureEndsAsItSays) {
     handset.wait_until("its command", [&] { return lines("WiFiConThread::dhcp cmd:/system/bin/dhcptool wlan0.") == 1; }, 60000);
 }
 
-TEST(Wifi, SwitchedNetworksOutliveABootAndOddTextsReachNobody) {
+TEST(Wifi, EndsAtOnceInEveryWaitAndLeavesNothingBehind) {
     Handset handset(wifi_options());
+    const auto ends = [&](const std::string &what) {
+        EXPECT_EQ(handset.at("WiFiMoudle testItem close").status, 0) << what;
+        wait_for_key(handset, "WiFi on");
+        EXPECT_FALSE(thread_runs(handset, "wifimonitor")) << what;
+    };
+    const auto left = [&] {
+        handset.wait_until("idle", [&] { return !thread_runs(handset, "wificlose") && !thread_runs(handset, "wificonnect"); });
+        return handset.shell("ls /proc/$(pidof mmi)/fd | wc -l; ls /proc/$(pidof mmi)/task | wc -l; ls /tmp | grep -c wpa_ctrl").output;
+    };
+    connect(handset);
+    ends("first");
+    const std::string before = left();
+    struct Row {
+        std::vector<std::string> air;
+        std::string reached;  // logged when the wait begins
+        const char *otherwise; // logged had it not been ended
+    };
+    const Row rows[] = {{{"--answer", "ADD_NETWORK=silence"}, "WiFiConThread connect begin.", "mmi_WiFiConnect::add_network fails."},
+                        {{"--answer", "STATUS=silence"}, "WiFiConThread dhcp end.", "wifi_setip_func::status fails."},
+                        {{"--dhcp", "off"}, "WiFiConThread dhcp begin.", "error:Can not get ip address."},
+                        {{"--psk", "another key"}, "select_network : ", "wpa_state=COMPLETED not found."},
+                        {{"--dhcp", "link-local", "--answer", "RECONNECT=silence"}, "select_network : ", "reconnect fails."}};
+    for (const Row &row : rows) {
+        ap(handset, row.air);
+        const size_t reached = handset.log_count(row.reached);
+        EXPECT_EQ(handset.at(OPEN).status, 0);
+        handset.wait_until(row.reached, [&] { return handset.log_count(row.reached) > reached; }, 60000);
+        ap(handset, {"--psk", "labwifi456", "--dhcp", "on", "--answer", "default"});
+        connect(handset);
+        EXPECT_EQ(handset.log_count(row.otherwise), 0u);
+        ends(row.reached);
+    }
+    // The driver's script, and leaving.
+    const char *script = "/system/bin/pv_wifi_init.sh";
+    EXPECT_EQ(handset.shell(std::string("mount -o remount,rw /system && mv ") + script + " /system/bin/hidden && "
+                            "printf '#!/bin/sh\nsleep 1234\n' >" + script + " && chmod 755 " + script).output, "");
+    EXPECT_EQ(handset.at(OPEN).status, 0);
+    handset.wait_until("the script", [&] { return handset.shell("pgrep -f 'sleep 123[4]'").status == 0; });
+    EXPECT_EQ(handset.shell(std::string("mv /system/bin/hidden ") + script).output, "");
+    connect(handset);
+    EXPECT_NE(handset.shell("pgrep -f 'sleep 123[4]'").status, 0) << "goes with the thread";
+    ap(handset, {"--answer", "DISABLE_NETWORK=silence"});
+    EXPECT_EQ(handset.at("WiFiMoudle testItem close").status, 0);
+    handset.wait_until("leaving", [&] { return thread_runs(handset, "wificlose"); });
+    ap(handset, {"--answer", "default"});
+    EXPECT_EQ(handset.at(OPEN).status, 0);
+    handset.wait_until("the new one", [&] { return !thread_runs(handset, "wificlose"); });
+    EXPECT_FALSE(handset.log_contains("", "mmi_WiFiConnect::disable_network fails."));
+    wait_for_key(handset, "WiFi off");
+    ends("last");
+    EXPECT_EQ(left(), before) << "descriptors, threads, sockets of the supplicant's client";
+}
+
+TEST(Wifi, SwitchedNetworksOutliveABootAndOddTextsReachNobody) {
+    HandsetOptions options = wifi_options();
+    options.before_boot = [](const vh::StatePaths &paths) {
+        std::ofstream(paths.cache() + "/pv_wifi_switch_ssid.cfg") << std::string(33, 'x') << "\n";
+    };
+    Handset handset(options);
+    EXPECT_EQ(handset.at(OPEN).status, 0);
+    handset.wait_until("refusal", [&] { return handset.log_count("set_network ssid fail") == 1; }, 60000);
+    EXPECT_FALSE(handset.log_contains("", "SET_NETWORK 0 ssid")) << "the supplicant is not asked";
     EXPECT_EQ(handset.at("SwitchSSID testItem").status, 2);
     EXPECT_EQ(handset.at("SwitchSSID testItem " + std::string(33, 'x')).status, 2);
     EXPECT_EQ(handset.at("WiFiDataRate testItem set 1; touch /data/odd").status, 0);
