@@ -3,7 +3,8 @@
 
 #include <atomic>
 #include <cmath>
-#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <numbers>
 #include <tki_factory.h>
@@ -41,19 +42,24 @@ double level_at(const Samples &samples, int hz) {
     const double n = static_cast<double>(samples.size()) / 2;
     return db((re * re + im * im) / (n * n));
 }
-Samples played(const std::string &output) {
-    const std::string bytes = content(FOLDER + output);
-    Samples samples(bytes.size() / 2);
-    if (!samples.empty()) memcpy(samples.data(), bytes.data(), samples.size() * 2);
+size_t played_count(const std::string &output) {
+    std::error_code missing;
+    const auto bytes = std::filesystem::file_size(FOLDER + output, missing);
+    return missing ? 0 : bytes / 2;
+}
+// What is there now and no more: under a sanitizer a fast handset's file grows faster than it is read.
+Samples played(const std::string &output, size_t from = 0) {
+    Samples samples(played_count(output) - from);
+    std::ifstream file(FOLDER + output, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(from * 2));
+    file.read(reinterpret_cast<char *>(samples.data()), static_cast<std::streamsize>(samples.size() * 2));
     return samples;
 }
 // The next tenth of a second that comes out, past what was under way.
 Samples listen(const std::string &output) {
-    const size_t begin = played(output).size() + RATE / 10;
-    if (!eventually([&] { return played(output).size() >= begin + RATE / 10; })) ADD_FAILURE() << output << " is still";
-    Samples samples = played(output);
-    samples.erase(samples.begin(), samples.end() - RATE / 10);
-    return samples;
+    const size_t begin = played_count(output) + RATE / 10;
+    if (!eventually([&] { return played_count(output) >= begin + RATE / 10; })) ADD_FAILURE() << output << " is still";
+    return played(output, std::min(begin, played_count(output)));
 }
 
 int call(const std::string &name) { return bind<tki_api_int_t>(factory(), ("tki_api_" + name).c_str())(); }
@@ -177,7 +183,7 @@ TEST_F(Audio, TonesAndTheRecorder) {
     for (const int tone : {-1, 20001}) EXPECT_EQ(ring(tone), -1) << tone;
 
     ASSERT_EQ(call("Audio_HiFiTest_Start"), 0); // half a second per step
-    EXPECT_TRUE(eventually([] { return played(HEADSET).size() > RATE * 7 / 2; }));
+    EXPECT_TRUE(eventually([] { return played_count(HEADSET) > RATE * 7 / 2; }));
     const Samples sweep = played(HEADSET);
     const auto step = [&](int at_ms) { return Samples(&sweep[RATE / 1000 * at_ms], &sweep[RATE / 1000 * (at_ms + 100)]); };
     EXPECT_NEAR(level_at(step(1200), 100), -6, 0.5);
@@ -185,7 +191,7 @@ TEST_F(Audio, TonesAndTheRecorder) {
 
     tp_clock_set_scale(40);
     ASSERT_EQ(call("Audio_Watch_Mmi_Test_Start"), 0); // three seconds of silence, three of what was recorded
-    EXPECT_TRUE(eventually([] { return played(SPEAKER).size() > RATE * 5; }));
+    EXPECT_TRUE(eventually([] { return played_count(SPEAKER) > RATE * 5; }));
     const Samples both = played(SPEAKER);
     EXPECT_EQ(level(Samples(both.begin(), both.begin() + RATE * 29 / 10)), -200);
     EXPECT_NEAR(level_at(Samples(&both[RATE * 7 / 2], &both[RATE * 9 / 2]), MAIN.hz), MIC_DB, 0.5);

@@ -46,7 +46,8 @@ const std::set<std::string> REPLY{
     "sensorMoudle testItem readMag", "sensorMoudle testItem readGyro", "sensorMoudle testItem readPressure",
     "sensorMoudle testItem readHeartrate", "sensorMoudle testItem readProxi", "sensorMoudle testItem readLight",
     "RAMMoudle testItem read", "ROMMoudle testItem read", "simMoudle testItem", "sdCardMoudle testItem", "batteryMoudle testItem power",
-    "batteryMoudle testItem temperature", "testinfoMoudle testItem", "WiFiConCptMoudle testItem open", "APInfoMoudle testItem read",
+    "batteryMoudle testItem temperature", "testinfoMoudle testItem", "WiFiConCptMoudle testItem open", "RSSIMoudle testItem read",
+    "APInfoMoudle testItem read",
     "FileOptMoudle testItem remove",     "forcetouchcalibrationMoudle testItem read", "forcetouchcomprehensiveMoudle testItem read", "CpuPCBA testItem start",
     "MemoryPCBA testItem start", "StoragePCBA testItem start", "SdcardPCBA testItem start", "LCDType testItem read"};
 

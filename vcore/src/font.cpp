@@ -396,6 +396,7 @@ void fonts_terminate() {
     r.fallback.reset();
     r.strikes.clear();
     r.faces.clear();
+    if (r.library) r.library->wait(); // fonts may keep it for good
     r.library.reset();
     glyph_cache().empty();
 }
