@@ -27,6 +27,7 @@ if(VXO_VIRTUAL)
   pkg_check_modules(FUSE3 REQUIRED IMPORTED_TARGET fuse3)
   find_package(CLI11 REQUIRED)
   find_package(nlohmann_json REQUIRED)
+  find_package(Boost 1.74 REQUIRED) # Beast and Asio: the page in a browser; headers only
 endif()
 if(VXO_TESTS)
   find_package(GTest REQUIRED)

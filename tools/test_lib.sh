@@ -116,6 +116,18 @@ host_shard() { # PROGRAM PRESET FILTER SHARD OF
   return "${PIPESTATUS[0]}"
 }
 
+run_browser() { # the handset's page in a real browser
+  local log=build/test-browser.log ok bad status
+  if [ $sandbox = proot ]; then left_out+=("browser: needs the whole handset"); return; fi
+  timeout -k 10 180 tests/browser/run >"$log" 2>&1 </dev/null
+  status=$?
+  ok=$(grep -c '^OK' "$log"); bad=$(grep -c '^FAIL' "$log")
+  [ $status -ne 0 ] && [ "$bad" -eq 0 ] && bad=1
+  [ "$ok" -eq 0 ] && [ "$bad" -eq 0 ] && bad=1
+  passed=$((passed + ok)); failed=$((failed + bad))
+  if [ "$bad" -gt 0 ]; then failures+=("browser"); grep -v '^OK' "$log"; else echo "OK   browser: $ok passed"; fi
+}
+
 run_pc_scripts() {
   local log=build/test-pc-scripts.log
   if [ $sandbox = proot ]; then left_out+=("PC scripts: need the whole handset"); return; fi

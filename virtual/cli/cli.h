@@ -18,6 +18,7 @@ CLI::App *command(CLI::App &app, const std::string &name, const std::string &des
 
 void add_lifecycle(CLI::App &app, int *status); // run boot stop reboot list wipe status exec
 void add_operator(CLI::App &app, int *status);  // key tap swipe dump screenshot log
+void add_console(CLI::App &app, int *status);   // console
 void add_pc(CLI::App &app, int *status);        // at forward adb
 void add_hardware(CLI::App &app, int *status);  // attr fault battery flags push pull shell
 void add_fitting(CLI::App &app, int *status);  // fit unfit sensor camera

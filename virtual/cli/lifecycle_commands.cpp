@@ -1,6 +1,7 @@
 // Birth, life and end of handsets.
 #include "cli/boot.h"
 #include "cli/cli.h"
+#include "cli/console_command.h"
 
 #include <algorithm>
 #include <chrono>
@@ -42,7 +43,12 @@ void follow_log_in_child(const vh::Client &handset) {
     _exit(0);
 }
 
-int run(const BootArgs &args) {
+struct RunArgs : BootArgs {
+    PageArgs page;
+    bool no_page = false;
+};
+
+int run(const RunArgs &args) {
     const vh::Client handset(args.name);
     if (vh::is_running(handset.paths()))
         throw vh::ClientError("handset '" + args.name + "' is running already; follow it with: ./handset log -f" +
@@ -52,17 +58,27 @@ int run(const BootArgs &args) {
     warn_about_texts(options.config, options.language);
     std::cout << "Booting " << describe(options) << "; its log follows, Ctrl-C switches it off. In another terminal:\n";
     print_hints(args.name);
+    if (!args.no_page) {
+        vh::console::Address page = vh::console::listen_at(args.page.port);
+        std::cout << "  page:    " << page.url(args.name) << std::endl;
+        if (args.page.open) open_page(page, args.name);
+        serve_page_in_child(std::move(page));
+    }
     follow_log_in_child(handset);
     return vh::launch(handset.paths(), options, [](const std::string &line) { std::cout << "handset: " << line << std::endl; }) ? 1 : 0;
 }
 
 void add_run_and_boot(CLI::App &app, int *status) {
-    auto args = std::make_shared<BootArgs>();
-    CLI::App *sub = app.add_subcommand("run", "boot a handset in the foreground and follow its log");
+    auto args = std::make_shared<RunArgs>();
+    CLI::App *sub = app.add_subcommand("run", "boot a handset in the foreground, follow its log and serve its page");
     add_boot_options(*sub, *args);
+    add_page_options(*sub, args->page);
+    sub->add_flag("--no-page", args->no_page, "serve no page for a browser");
     sub->callback([=] { *status = run(*args); });
     sub->footer("Options that are not given stay as at the handset's last boot; ./handset wipe forgets them.\n"
-                "Example: ./handset run --size 480x800 --speed 10");
+                "The page shows the handset in a browser of this machine; its address is printed. ./handset console serves it for\n"
+                "handsets in the background.\n"
+                "Example: ./handset run --size 480x800 --speed 10 --open");
     auto boot_args = std::make_shared<BootArgs>();
     sub = app.add_subcommand("boot", "boot a handset in the background");
     add_boot_options(*sub, *boot_args);

@@ -32,6 +32,7 @@ int main(int argc, char **argv) {
     int status = 0;
     cli::add_lifecycle(app, &status);
     cli::add_operator(app, &status);
+    cli::add_console(app, &status);
     cli::add_pc(app, &status);
     cli::add_hardware(app, &status);
     cli::add_storage(app, &status);

@@ -66,6 +66,7 @@ public:
     void push(const std::string &source, const std::string &destination) const;
     void pull(const std::string &source, const std::string &destination) const;
     std::string content(const std::string &source) const; // empty when there is no such file; at most 64 MiB of it
+    Fd open_file(const std::string &source) const; // for reading
 
 private:
     void require_awake() const;

@@ -75,11 +75,16 @@ void Client::push(const std::string &source, const std::string &destination) con
     copy(from.get(), to.get(), destination);
 }
 
-void Client::pull(const std::string &source, const std::string &destination) const {
+Fd Client::open_file(const std::string &source) const {
     const Place place = place_of(*this, source);
     Fd from = open_below(place, place.relative, O_RDONLY);
     if (!from) throw ClientError("cannot read " + source + " on the handset: " + strerror(errno) + " (links are not followed)");
     require_file(from.get(), source);
+    return from;
+}
+
+void Client::pull(const std::string &source, const std::string &destination) const {
+    const Fd from = open_file(source);
     if (destination == "-") return copy(from.get(), STDOUT_FILENO, source);
     std::filesystem::path target = destination;
     if (std::filesystem::is_directory(target)) target /= std::filesystem::path(source).filename();

@@ -62,7 +62,11 @@
 //                                    drops earlier orders -> mode, receivers {technology: {primary, secondary, spread}}, orders
 //   adb {[port]}                  from now on the debug bridge listens on 127.0.0.1: on this port, or on a free one if it does not
 //                                    yet -> port
-//   writes                        -> writes [[path, value] ...]: what the program wrote into attributes in this boot, in order
+//   writes                        -> writes [[path, value] ...]: the last that the program wrote into attributes in this boot, in
+//                                    order; total: how many it wrote
+//   watch                         -> the line {status, attributes [[path, value, fault, present, settable] ...]}, then a line
+//                                    {[status] [attributes] [hardware]} with what has changed whenever something has, until the
+//                                    client hangs up; hardware: what sensors feel, or which parts are fitted (ask anew)
 //   storage {...}                 orders for the storage of a handset booted with --storage faults; any of these together
 //     path, fault                    path: "/data" "/cache" "vxocfg" "vxoflag" "vxoprod". fault: "full" (no room for new names
 //                                    and growing files: ENOSPC), "full=BYTES" (so much room is left), "read-only" (EROFS),

@@ -60,6 +60,16 @@ std::optional<Fault> parse_fault(std::string_view text) {
     return Fault{Fault::Kind::delay, ms};
 }
 
+std::string fault_text(const Fault &fault) {
+    switch (fault.kind) {
+    case Fault::Kind::eio: return "eio";
+    case Fault::Kind::stale: return "stale";
+    case Fault::Kind::delay: return "delay=" + std::to_string(fault.delay_ms);
+    case Fault::Kind::none: break;
+    }
+    return "none";
+}
+
 void Tree::add(const std::string &path, Rule rule, Access access, const std::string &value) {
     auto node = std::make_unique<Node>();
     node->path = path;
@@ -118,6 +128,7 @@ int Tree::write(Node &node, std::string_view bytes) {
     if (!value) return -EINVAL;
     lock.lock();
     journal_.push_back({node.path, std::string(bytes)});
+    ++written_;
     if (journal_.size() > JOURNAL) journal_.pop_front();
     lock.unlock();
     change(node, *value);
@@ -127,6 +138,26 @@ int Tree::write(Node &node, std::string_view bytes) {
 std::vector<Tree::Written> Tree::journal() const {
     const std::scoped_lock lock(mutex_);
     return {journal_.begin(), journal_.end()};
+}
+
+size_t Tree::written() const {
+    const std::scoped_lock lock(mutex_);
+    return written_;
+}
+
+std::vector<std::string> Tree::paths() const {
+    std::vector<std::string> all;
+    for (const auto &[path, node] : nodes_) all.push_back(path);
+    return all;
+}
+
+std::optional<Tree::Seen> Tree::look(const std::string &path) const {
+    const Node *node = any(path);
+    if (!node) return std::nullopt;
+    Seen seen{shown(*node), "", node->present, node->access != Access::read_only};
+    const std::scoped_lock lock(mutex_);
+    seen.fault = fault_text(node->fault);
+    return seen;
 }
 
 void Tree::store(Node &node, const std::string &value) {
@@ -139,7 +170,7 @@ void Tree::store(Node &node, const std::string &value) {
 
 void Tree::changed(Node &node) {
     ++node.changes;
-    if (listener_) listener_(node);
+    for (const auto &listener : listeners_) listener(node);
 }
 
 void Tree::change(Node &node, const std::string &value) {
@@ -180,6 +211,7 @@ void Tree::reset() {
         if (node->access != Access::read_only) change(*node, node->power_on);
     const std::scoped_lock lock(mutex_);
     journal_.clear();
+    written_ = 0;
 }
 
 Node *Tree::any(const std::string &path) const {

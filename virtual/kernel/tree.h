@@ -38,6 +38,7 @@ struct Fault {
 };
 // "eio", "stale", "delay=MS" or "none"; anything else is nothing.
 std::optional<Fault> parse_fault(std::string_view text);
+std::string fault_text(const Fault &fault);
 
 struct Node {
     std::string path;
@@ -57,8 +58,8 @@ public:
     void add(const std::string &path, Rule rule, Access access, const std::string &value);
     // Runs after every change of that node's value, on the thread that made it, without a lock held.
     void on_change(const std::string &path, std::function<void(const std::string &value)> reaction);
-    // Runs after every change of any node: wakes pollers.
-    void on_any_change(std::function<void(Node &)> listener) { listener_ = std::move(listener); }
+    // Runs after every change of any node, e.g. to wake pollers. All listeners are added before the tree is served.
+    void on_any_change(std::function<void(Node &)> listener) { listeners_.push_back(std::move(listener)); }
     // Makes what a read gives out of the node's value, at each read, on the reader's thread, without a lock held.
     void on_read(const std::string &path, std::function<std::string(const std::string &value)> show);
 
@@ -85,7 +86,16 @@ public:
         std::string path, value;
     };
     std::vector<Written> journal() const;
+    size_t written() const; // how many there were in all
     static constexpr size_t JOURNAL = 1000;
+
+    // Every node's path, also of those that are away; what an observer sees of one.
+    std::vector<std::string> paths() const;
+    struct Seen {
+        std::string value, fault; // as parse_fault() takes it
+        bool present, settable;   // a program may write it
+    };
+    std::optional<Seen> look(const std::string &path) const;
 
     // From the program's side: what is present.
     Node *find(const std::string &path) const;
@@ -101,9 +111,10 @@ private:
 
     mutable std::mutex mutex_; // values, faults and journal; the table itself is fixed once the tree is served
     std::deque<Written> journal_;
+    size_t written_ = 0;
     std::map<std::string, std::unique_ptr<Node>> nodes_;
     std::map<const Node *, std::function<void(const std::string &)>> reactions_;
-    std::function<void(Node &)> listener_;
+    std::vector<std::function<void(Node &)>> listeners_;
     std::function<void(const std::string &)> gone_;
 };
 

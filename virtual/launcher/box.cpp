@@ -104,6 +104,7 @@ int Box::run() {
         if (!plan_.once)
             device_->connect_freezer([this](bool freeze) { tell_vinit({freeze ? "freeze" : "thaw"}); },
                                      [this] { return last_written(paths_.event(1)); });
+        device_->tree().on_any_change([this](const Node &node) { watchers_.attribute_changed(node.path); });
         kernel_ = std::make_unique<FuseMount>(device_->tree(), mount_dir(paths_), paths_.sounds());
         if (plan_.options.storage == "faults") {
             storage_ = std::make_unique<Storage>(paths_, [this] { signal_event(power_cut_); });
@@ -251,6 +252,11 @@ Box::End Box::end_of(int wait_status) const {
 }
 
 void Box::handle_message(const Message &message) {
+    take_message(message);
+    watchers_.status_changed();
+}
+
+void Box::take_message(const Message &message) {
     const std::string verb = message.fields.empty() ? "" : message.fields[0];
     const std::string argument = message.fields.size() > 1 ? message.fields[1] : "";
     if (verb == "hello") {
@@ -393,8 +399,11 @@ void Box::drop_commands() {
 void Box::say(const std::string &line) const { send_message(launcher_.get(), {"line", line}); }
 
 void Box::set_state(const std::string &state) {
-    const std::scoped_lock lock(mutex_);
-    state_ = state;
+    {
+        const std::scoped_lock lock(mutex_);
+        state_ = state;
+    }
+    watchers_.status_changed();
 }
 
 void Box::set_last(const std::string &last) {

@@ -45,6 +45,7 @@ public:
     Tree &tree() override { return device_->tree(); }
     BatteryModel &battery() override { return device_->battery(); }
     Modem &modem() override { return device_->modem(); }
+    Watchers &watchers() override { return watchers_; }
     nlohmann::json storage(const nlohmann::json &request) override;
     nlohmann::json hardware(const nlohmann::json &request) override;
     uint16_t bridge(uint16_t port) override { return bridge_.listen(port); }
@@ -65,6 +66,7 @@ private:
     End wait_for_end(Sandbox &sandbox);
     End end_of(int wait_status) const;
     void handle_message(const Message &message);
+    void take_message(const Message &message);
     void tell_vinit(const std::vector<std::string> &fields);
     void sync_came(const std::string &call);
     void end_at_once(const Sandbox &sandbox);
@@ -87,6 +89,7 @@ private:
     std::mutex fitting_; // what is fitted, where it is kept and shown, and the cameras' pictures
     Fd dev_;             // the /dev of the sandbox that was started last
     Fd orders_ready_, power_cut_; // eventfd
+    Watchers watchers_;
 
     std::mutex mutex_; // everything below
     std::condition_variable command_done_;

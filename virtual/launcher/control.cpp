@@ -103,6 +103,7 @@ json run_fault(ControlHost &host, const json &request) {
     const std::optional<Fault> fault = parse_fault(text);
     if (!fault) throw std::runtime_error("a fault is eio, stale, delay=MS or none, not '" + text + "'");
     if (!host.tree().set_fault(path, *fault)) throw std::runtime_error("no such attribute: " + path);
+    host.watchers().attribute_changed(path);
     return json::object();
 }
 
@@ -115,7 +116,7 @@ json run_bridge(ControlHost &host, const json &request) {
 json run_writes(ControlHost &host) {
     json writes = json::array();
     for (const Tree::Written &written : host.tree().journal()) writes.push_back({written.path, written.value});
-    return {{"writes", writes}};
+    return {{"writes", writes}, {"total", host.tree().written()}};
 }
 
 json answer(ControlHost &host, const std::string &line, const std::vector<Fd> &fds, int client) {
@@ -128,7 +129,11 @@ json answer(ControlHost &host, const std::string &line, const std::vector<Fd> &f
     if (op == "radio") return run_radio(host.modem(), request);
     if (op == "adb") return run_bridge(host, request);
     if (op == "writes") return run_writes(host);
-    if (op == "fit" || op == "sensor" || op == "camera") return host.hardware(request);
+    if (op == "fit" || op == "sensor" || op == "camera") {
+        json now = host.hardware(request);
+        if (request.size() > 1) host.watchers().hardware_changed();
+        return now;
+    }
     if (op == "storage") return host.storage(request);
     if (op == "exec") return run_exec(host, request, fds, client);
     if (op != "stop" && op != "reboot" && op != "boot") throw std::runtime_error("unknown request '" + op + "'");
@@ -142,6 +147,7 @@ void serve_client(ControlHost &host, const Fd &client) {
     if (!read_request(client.get(), line, fds)) return;
     json reply;
     try {
+        if (json::parse(line).value("op", "") == "watch") return host.watchers().serve(host, client.get());
         reply = answer(host, line, fds, client.get());
         reply["ok"] = true;
     } catch (const std::exception &error) {

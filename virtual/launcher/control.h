@@ -5,6 +5,7 @@
 #include "kernel/battery_model.h"
 #include "kernel/hardware_modem.h"
 #include "kernel/tree.h"
+#include "launcher/watch.h"
 
 #include <list>
 #include <nlohmann/json.hpp>
@@ -25,6 +26,7 @@ public:
     virtual Tree &tree() = 0;
     virtual BatteryModel &battery() = 0;
     virtual Modem &modem() = 0;
+    virtual Watchers &watchers() = 0;
     // A request with op "storage". Throws.
     virtual nlohmann::json storage(const nlohmann::json &request) = 0;
     // A request with op "fit", "sensor" or "camera". Throws.

@@ -108,9 +108,12 @@ void build_image(const StatePaths &paths, const BootOptions &options) {
     fs::copy(paths.etc(), image + "/etc", overwrite);
 }
 
-// A panel without power is dark. The file is never cut: a viewer may have it mapped, and waits on the counter.
+// A panel without power is dark. The file is never cut: a viewer may have it mapped, and waits on the counter. A panel of
+// another size is another file.
 void darken_panel(const StatePaths &paths, const BootOptions &options) {
     const Panel panel{options.width, options.height};
+    struct stat before {};
+    if (stat(paths.panel().c_str(), &before) == 0 && before.st_size != panel.file_size()) unlink(paths.panel().c_str());
     const Fd fd(open(paths.panel().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!fd || ftruncate(fd.get(), panel.file_size()) != 0) throw failed(paths.panel());
     if (fallocate(fd.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, panel.file_size()) != 0) {
