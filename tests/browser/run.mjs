@@ -199,6 +199,9 @@ async function main() {
       await page.waitForSelector(`#trend-now:has-text('${text}')`);
     }
     assert.equal(await page.locator(".plot polyline").count(), 3);
+    const [download] = await Promise.all([page.waitForEvent("download"), page.click("#report")]);
+    await download.saveAs(scratchFile("report.html"));
+    assert.match(readFileSync(scratchFile("report.html"), "utf8"), /<svg/);
   });
 
   await step("two browsers show and touch the same handset", async () => {

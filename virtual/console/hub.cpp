@@ -1,10 +1,11 @@
 #include "console/hub.h"
 
+#include "report/handset_files.h"
+
 #include <algorithm>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
 #include <fcntl.h>
-#include <fstream>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
@@ -18,24 +19,6 @@ constexpr size_t LONGEST_LINE = 8 << 20; // of a launcher
 constexpr size_t LOG_KEPT = 3000;
 constexpr off_t LOG_BEGINS = 512 << 10, TREND_BEGINS = 256 << 10; // so much of what was there before is shown
 constexpr int TRIES = 20;
-
-// Where the aging run leaves its trend: below LogPath of the configuration that is in force.
-std::string trend_file(const StatePaths &paths) {
-    std::string folder = "/cache/tki/";
-    for (const std::string &file : {paths.sysrw() + "/upper/etc/tki_config.ini", paths.etc() + "/tki_config.ini"}) {
-        std::ifstream config(file);
-        if (!config) continue;
-        for (std::string line; std::getline(config, line);)
-            if (line.starts_with("LogPath=")) {
-                folder = line.substr(8);
-                while (!folder.empty() && (folder.back() == '\r' || folder.back() == ' ')) folder.pop_back();
-                if (!folder.ends_with('/')) folder += '/';
-                break;
-            }
-        break;
-    }
-    return folder + "aging/agingtrend.csv";
-}
 
 // From an offset to the end; nothing where it cannot be read.
 std::string read_from(const Fd &file, off_t &offset) {
@@ -269,7 +252,7 @@ void Hub::follow_trend() {
         return;
     }
     if (!trend_watches_.empty()) return;
-    trend_file_ = trend_file(client_.paths());
+    trend_file_ = report::log_folder(client_) + "aging/agingtrend.csv";
     // Folders that are still to come are heard of in the one above.
     const std::string file = client_.paths().root + trend_file_;
     for (size_t slash = client_.paths().root.size(); (slash = file.find('/', slash + 1)) != std::string::npos;) {

@@ -1,6 +1,8 @@
 #include "console/requests.h"
 
 #include "client/screen_text.h"
+#include "report/handset_files.h"
+#include "report/page.h"
 
 #include <algorithm>
 #include <array>
@@ -108,6 +110,12 @@ std::string screenshot(const Client &handset) {
     std::string bytes(static_cast<size_t>(info.st_size), '\0');
     if (pread(memory.get(), bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) throw ClientError("the picture was not read");
     return bytes;
+}
+
+std::string aging_report(const Client &handset) {
+    const report::AgingRun run = report::understand(report::files_of(handset));
+    if (run.empty()) throw ClientError("this handset has no aging run to report; begin one on its screen: Aging, Start aging, Yes");
+    return report::page(run, handset.name());
 }
 
 void Fingers::act(const json &message) {

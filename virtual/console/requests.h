@@ -19,6 +19,8 @@ nlohmann::json set_station(const Client &handset, const nlohmann::json &request)
 
 // A PNG picture of the screen. Throws ClientError.
 std::string screenshot(const Client &handset);
+// The page about its last aging run, HTML. Throws ClientError.
+std::string aging_report(const Client &handset);
 
 // What one page holds down on a handset.
 class Fingers {

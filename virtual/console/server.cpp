@@ -4,6 +4,7 @@
 #include "console/pages.h"
 #include "console/session.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -179,20 +180,24 @@ struct Server::State : House, std::enable_shared_from_this<Server::State> {
         session->start(connection->parser.get());
     }
 
-    // /screenshot/NAME: made on the lane, since a handset may take its time.
+    // Made on the lane, since a handset may take its time.
     void download(const std::shared_ptr<Connection> &connection, std::string_view target) {
-        constexpr std::string_view SCREENSHOT = "/screenshot/";
-        if (!target.starts_with(SCREENSHOT)) return reply(connection, http::status::not_found, "Not here.\n");
+        static const struct {
+            std::string_view path, type;
+            std::string (*make)(const Client &);
+        } DOWNLOADS[] = {{"/screenshot/", "image/png", screenshot}, {"/report/", "text/html", aging_report}};
+        const auto kind = std::find_if(std::begin(DOWNLOADS), std::end(DOWNLOADS), [&](const auto &row) { return target.starts_with(row.path); });
+        if (kind == std::end(DOWNLOADS)) return reply(connection, http::status::not_found, "Not here.\n");
         if (!same_token(bearer_token(field(connection->parser.get(), http::field::authorization)), address.token))
             return reply(connection, http::status::unauthorized, "Open the address that the handset tool printed.\n");
         look_for_handsets();
-        const std::shared_ptr<Hub> found = hub(std::string(target.substr(SCREENSHOT.size())));
+        const std::shared_ptr<Hub> found = hub(std::string(target.substr(kind->path.size())));
         if (!found) return reply(connection, http::status::not_found, "There is no such handset.\n");
-        const bool taken = downloads.add([this, connection, client = found->client(), io = context, weak = weak_from_this()] {
-            std::string body, type = "image/png";
+        const bool taken = downloads.add([this, connection, kind, client = found->client(), io = context, weak = weak_from_this()] {
+            std::string body, type(kind->type);
             http::status status = http::status::ok;
             try {
-                body = screenshot(client);
+                body = kind->make(client);
             } catch (const std::exception &error) {
                 body = std::string(error.what()) + "\n";
                 type = "text/plain; charset=utf-8";

@@ -1,5 +1,5 @@
 // The aging run's trend as it grows: battery, temperature and load over time, with the phases below.
-import { make } from "./dom.js";
+import { make, note } from "./dom.js";
 
 const SVG = "http://www.w3.org/2000/svg";
 const WIDTH = 640, HEIGHT = 260, LEFT = 40, RIGHT = 44, TOP = 10, FLOOR = 216;
@@ -70,8 +70,10 @@ export function trendTab(panel, focus) {
     all = (anew ? [] : all).concat(points(more));
     draw();
   });
+  const report = make("button", { type: "button", id: "report",
+    onclick: () => focus.link.download(`/report/${focus.name}`, `${focus.name}-aging.html`).catch((error) => note(error.message)) }, "Report");
   panel.append(make("p", { class: "legend" }, make("span", { class: "level" }, "battery level"), make("span", { class: "load" }, "processor load"),
-    make("span", { class: "temperature" }, "temperature (right)")), plot, text);
+    make("span", { class: "temperature" }, "temperature (right)")), plot, text, make("div", { class: "row" }, report));
   draw();
   return (shown) => focus.link.send({ op: "trend", handset: focus.name, on: shown });
 }
