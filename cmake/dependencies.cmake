@@ -10,6 +10,10 @@ if(VXO_AUDIO)
   pkg_check_modules(ALSA REQUIRED IMPORTED_TARGET alsa)         # sound of the audio tests
 endif()
 
+if(VXO_MQTT)
+  pkg_check_modules(MOSQUITTO REQUIRED IMPORTED_TARGET libmosquitto) # upload of aging results
+endif()
+
 # liblog: Debian keeps it outside the loader's path.
 find_path(ANDROID_LOG_INCLUDE android/log.h PATH_SUFFIXES android REQUIRED)
 find_library(ANDROID_LOG_LIBRARY log PATH_SUFFIXES android x86_64-linux-gnu/android aarch64-linux-gnu/android REQUIRED)

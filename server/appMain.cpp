@@ -1,6 +1,7 @@
 // Start-up of the program, read from top to bottom.
 #include <cstring>
 #include <cutils/properties.h>
+#include <string>
 #include <tp_clock.h>
 #include <tp_globals.h>
 #include <tp_gui.h>
@@ -9,6 +10,7 @@
 #include "adbd_connection/at_thread.h"
 #include "AgingTest/aging_files.h"
 #include "AgingTest/aging_resets.h"
+#include "AgingTest/aging_upload.h"
 #include "AgingTest/mmi_testwnd_AgingTest_AutoTest.h"
 #include "base/guard.h"
 #include "base/log_door.h"
@@ -30,6 +32,7 @@ namespace {
 constexpr const char *TAG = "VXO_TKI";
 constexpr const char *NAME = "main";
 constexpr const char *REDUCED_BOOT_MODE = "ffbm-99";
+constexpr int WIFI_CONNECTED = 2, JOIN_SECONDS = 60;
 
 // The toolkit's look-up expects a text that is wholly written.
 int language_source(const char *key, char *out) {
@@ -45,7 +48,23 @@ void power_off() {
     mmi_CreatePowerOffWnd();
 }
 
+// For an upload: where there is no link, joins this network instead of the configured one and stays in it.
+bool join_network(const char *ssid) {
+    if (g_wifi_state == WIFI_CONNECTED) return true;
+    const std::string configured = wifi_settings().ssid;
+    if (*ssid) wifi_set_ssid(ssid);
+    g_wifi_quiet = 1; // the aging screen keeps its soft keys
+    WiFiConThreadStart();
+    for (int i = 0; i < JOIN_SECONDS && wifi_probe_connect() == 0; ++i)
+        if (!tp_clock_sleep_or_stop_ns(1000000000)) break;
+    wifi_stop_connect();
+    g_wifi_quiet = 0;
+    wifi_set_ssid(configured);
+    return g_wifi_state == WIFI_CONNECTED;
+}
+
 void register_shell_actions() {
+    g_aging_join_network = join_network;
     g_shell_actions.check_aging_cfg_exist = Check_AgingCfg_Exist;
     g_shell_actions.check_auto_aging = [] { return check_auto_aging() == 1; };
     g_shell_actions.aging_list_entry = mmi_AgingTestEntry;

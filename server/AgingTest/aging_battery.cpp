@@ -9,6 +9,7 @@
 #include "AgingTest/aging_files.h"
 #include "AgingTest/aging_run.h"
 #include "AgingTest/aging_settings.h"
+#include "AgingTest/aging_upload.h"
 #include "base/log_door.h"
 #include "base/power_switch.h"
 #include "base/sysfs.h"
@@ -117,6 +118,8 @@ bool IsConnecting() {
 
 void CheckToPowerOff() {
     if (!wait_until_unplugged()) return;
+    while (aging_uploading())
+        if (!sleep_ms(1000)) return;
     for (int left = COUNTDOWN; left > 0; --left) {
         aging_show(SHOW_PASS, "Power off in %d seconds...", left);
         if (!sleep_ms(1000)) return;

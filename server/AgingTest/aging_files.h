@@ -53,6 +53,7 @@ void aging_duration(long seconds, int *hours, int *minutes);
 // Null while closed. Opened and closed by the runner; written with writetkilog respectively writetkilog_NoTime, which take
 // null.
 extern FILE *g_aging_log, *g_agingresult_log;
+inline constexpr char AGING_START_FILE[] = "agingstarttime.txt";
 inline constexpr char AGING_TOTAL_LOG[] = "agingtotallog.txt", AGING_RESULT_LOG[] = "agingtotalresult.txt";
 int agingresult_initlog();
 int aging_initlog();

@@ -48,6 +48,7 @@ void aging_show(int state, const char *format, ...) __attribute__((format(printf
 void aging_show_lcd(int color); // the number of a colour, over the whole screen
 int aging_lcd_colors();
 void aging_refresh_screen();    // the load of the cores has changed
+void aging_keys_of_end();       // the run is over: its soft keys, the upload while something waits
 void aging_close_screen();      // once the runner has ended. Any thread
 void mmi_CreateAgingTestWnd();  // GUI thread
 

@@ -9,6 +9,7 @@
 #include "AgingTest/aging_cpu.h"
 #include "AgingTest/aging_run.h"
 #include "AgingTest/aging_settings.h"
+#include "AgingTest/aging_upload.h"
 #include "AgingTest/mmi_testwnd_AgingTest_AutoTest.h"
 #include "base/log_door.h"
 #include "base/sysfs.h"
@@ -39,7 +40,6 @@ Shown g_shown;
 // GUI thread.
 int g_bKeyDownIsDown = 0, g_bKeyupIsDown = 0;
 bool g_over = false; // the runner has told its end
-bool g_uploaded = false;
 bool g_closing = false;
 
 struct Look {
@@ -134,7 +134,7 @@ void on_active(HWND hwnd, WPARAM what) {
     } else if (what == ACTIVE_RUN_OVER) {
         g_over = true;
         tp_skb_show(true);
-        show_keys(aging_can_upload() && !g_uploaded ? lang_text("upload") : LangText{}, lang_text("info_Yes"));
+        show_keys(aging_can_upload() && !aging_uploaded() ? lang_text("upload") : LangText{}, lang_text("info_Yes"));
     }
 }
 
@@ -142,7 +142,7 @@ void create(HWND hwnd) {
     tp_skb_show(false);
     SetWindowFont(hwnd, g_font_text);
     g_bStopTest = g_bKeyDownIsDown = g_bKeyupIsDown = 0;
-    g_over = g_uploaded = g_closing = false;
+    g_over = g_closing = false;
     const std::lock_guard lock(g_shown.mutex);
     g_shown.text[0] = '\0';
     g_shown.state = g_shown.color = 0;
@@ -174,10 +174,7 @@ void key_down(HWND hwnd, WPARAM code) {
         break;
     case KEY_PASS:
         show_keys("", "");
-        if (g_over && aging_can_upload()) {
-            g_uploaded = true;
-            SaveToDb(0);
-        }
+        if (g_over && aging_can_upload() && !aging_uploaded() && !aging_uploading()) SaveToDb(0);
         if (g_over) show_keys("", lang_text("info_Yes"));
         return;
     case KEY_FAIL:
@@ -221,6 +218,8 @@ void leave() {
     g_bStopTest = 1;
     g_aging_runner.stop();
     g_aging_power_off.stop();
+    aging_upload_stop();
+    aging_upload_in_background();
     Set_OsCanIdleAllowed(1);
     g_nCurAgingTestItem = AGING_NONE;
     g_nAgingFailItem = AGING_OPEN;
@@ -305,6 +304,8 @@ void aging_show_lcd(int color) {
 void aging_refresh_screen() {
     if (look().state == SHOW_RUNNING) InvalidateRect(g_AgingTestwin, nullptr, true);
 }
+
+void aging_keys_of_end() { SendMessage(g_AgingTestwin, MSG_ACTIVE, ACTIVE_RUN_OVER, 0); }
 
 void aging_close_screen() { PostMessage(g_AgingTestwin, MSG_STOP_AND_CLOSE, 0, 0); }
 

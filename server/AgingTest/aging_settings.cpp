@@ -19,7 +19,8 @@ int g_cycles = 1;
 int g_temp_up = 550, g_temp_uncharge = 450;
 int g_bAging_CpuTest = 1, g_cputime = 5;
 int g_bAging_SaveDb = 0, g_iSaveDbTime = 0;
-char g_cSaveDbSSID[256] = "VXO-AGING-001";
+char g_cSaveDbSSID[256] = "VXO-AGING-001", g_cSaveDbCa[256] = "";
+int g_iSaveDbProtocol = 4;
 char g_iport[128] = "";
 
 namespace {
@@ -125,6 +126,9 @@ void read_upload(const Values &v) {
         g_iSaveDbTime = line.number("time", "0");
         memset(g_cSaveDbSSID, 0, sizeof g_cSaveDbSSID);
         line.field("SSID", g_cSaveDbSSID, sizeof g_cSaveDbSSID, "VXO-AGING-001");
+        memset(g_cSaveDbCa, 0, sizeof g_cSaveDbCa);
+        line.field("CAFile", g_cSaveDbCa, sizeof g_cSaveDbCa, "");
+        g_iSaveDbProtocol = line.number("Protocol", "4");
     }
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s,L%d::savedb::g_bAging_SaveDb=%d,g_iSaveDbTime=%d,SSID=%s.", __func__, __LINE__,
             g_bAging_SaveDb, g_iSaveDbTime, g_cSaveDbSSID);

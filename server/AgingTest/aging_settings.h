@@ -12,8 +12,10 @@ extern int g_bAging_ExternalBattery;
 extern int g_cycles;
 extern int g_temp_up, g_temp_uncharge;  // tenths of a degree Celsius
 extern int g_bAging_CpuTest, g_cputime; // minutes
-extern int g_bAging_SaveDb, g_iSaveDbTime;
+extern int g_bAging_SaveDb, g_iSaveDbTime; // minutes between attempts; 0: the program's own
 extern char g_cSaveDbSSID[256];
+extern char g_cSaveDbCa[256];    // PEM file; empty: no TLS
+extern int g_iSaveDbProtocol;    // of MQTT: 4 or 5
 extern char g_iport[128]; // "address:port"
 
 // GUI thread, while no run goes on.

@@ -16,7 +16,9 @@
 #include "AgingTest/aging_resets.h"
 #include "AgingTest/aging_run.h"
 #include "AgingTest/aging_settings.h"
+#include "AgingTest/aging_spool.h"
 #include "AgingTest/aging_trend.h"
+#include "AgingTest/aging_upload.h"
 #include "base/log_door.h"
 #include "base/sysfs.h"
 #include "config/main_config.h"
@@ -29,7 +31,6 @@
 
 std::atomic<int> g_bStopTest{0}, g_nCurAgingTestItem{AGING_NONE}, g_nAgingFailItem{AGING_OPEN}, g_bis_mannual_stop{0};
 Worker g_aging_runner, g_aging_battery, g_aging_monitor, g_aging_power_off;
-bool (*g_aging_upload)(bool at_end) = nullptr;
 
 namespace {
 constexpr int STATION_BURN_IN = 176, PASSED = 1, FAILED = 2;
@@ -112,7 +113,7 @@ void remove_old_logs() {
     }
 }
 
-std::string start_file() { return aging_log_path("agingstarttime.txt"); }
+std::string start_file() { return aging_log_path(AGING_START_FILE); }
 
 // A cycle that was cut off is taken up again by a fresh start: what failed in the ones before still counts.
 void open_run() {
@@ -250,21 +251,27 @@ struct Ending {
     }
 };
 
+// Before the verdict is durable: a power cut between the two must not leave a verdict that is never uploaded.
+void note_upload(const char *verdict, const Ending &end, long seconds, int screen_state) {
+    if (aging_can_upload() && !g_bis_mannual_stop) aging_upload_note(verdict, end.text, seconds, screen_state);
+}
+
 void pass(Ending &end, long seconds) {
     writetkilog_NoTime(g_agingresult_log, "TotalTime", "Result=success\nComment=%.1f minutes",
                        static_cast<double>(seconds) / 60);
     writetkilog_NoTime(g_agingresult_log, "Temperature", "Result=success\nComment=%d", max_temperature());
     writetkilog_NoTime(g_agingresult_log, "Cycles", "Result=success\nComment=%d times", g_cycles);
+    end.text = end.after("Aging PASS!\n");
+    note_upload("pass", end, seconds, SHOW_PASS);
     mmi_write_testinfo_single_byte(STATION_BURN_IN, PASSED);
     aging_account_end();
     aging_clear_auto_start();
-    end.text = end.after("Aging PASS!\n");
     if (!aging_can_upload()) aging_show(SHOW_PASS, "%s", end.text.c_str());
     if (!g_aging_power_off.start("aging-off", CheckToPowerOff))
         writetkilog(g_aging_log, "PowerOff", "Create pthread of PowerOff error!");
 }
 
-void fail(Ending &end) {
+void fail(Ending &end, long seconds) {
     switch (g_nAgingFailItem) {
     case AGING_FAIL_BATTERY:
         end.text = end.after("Aging FAIL!\nBattery Aging Fail!\n");
@@ -288,7 +295,13 @@ void fail(Ending &end) {
     if (g_nAgingFailItem == AGING_FAIL_BATTERY && battery_state().temperature > TOO_HOT)
         end.text += "\nBatteryTemperature too High";
     aging_show(SHOW_FAIL, "%s", end.text.c_str());
+    note_upload("fail", end, seconds, SHOW_FAIL);
     mmi_write_testinfo_single_byte(STATION_BURN_IN, FAILED);
+    aging_account_end();
+}
+
+void stopped(const Ending &end, long seconds) {
+    note_upload("stopped", end, seconds, SHOW_RUNNING);
     aging_account_end();
 }
 
@@ -301,11 +314,11 @@ void tell_verdict() {
     if (g_nAgingFailItem == AGING_PASS)
         pass(end, seconds);
     else if (g_nAgingFailItem != AGING_OPEN)
-        fail(end);
+        fail(end, seconds);
     else
-        aging_account_end();
+        stopped(end, seconds);
     writetkilog(g_aging_log, "Aging", "%s", end.text.c_str());
-    if (g_bAging_SaveDb && !g_bis_mannual_stop) SaveToDb(1);
+    if (aging_can_upload() && !g_bis_mannual_stop) SaveToDb(1);
 }
 
 void finish() {
@@ -317,7 +330,7 @@ void finish() {
     g_aging_monitor.stop();
     if (tki_api_Get_TestInfo_Stop) tki_api_Get_TestInfo_Stop();
     tell_verdict();
-    SendMessage(g_AgingTestwin, MSG_ACTIVE, 3, 0);
+    aging_keys_of_end();
     // A stop in the video phase, whose colours hide the keys' answer: the screen closes as by the volume keys.
     if (g_nCurAgingTestItem == AGING_VIDEO && g_nAgingFailItem == AGING_OPEN) aging_close_screen();
     g_nCurAgingTestItem = AGING_NONE;
@@ -355,14 +368,13 @@ void aging_show(int state, const char *format, ...) {
     ShowTestInfo(g_AgingTestwin, text, state);
 }
 
-bool aging_can_upload() { return g_bAging_SaveDb && g_aging_upload; }
+bool aging_can_upload() { return g_bAging_SaveDb != 0; }
 
 void SaveToDb(int at_end) {
-    if (!g_aging_upload) {
-        LOG_E(AGING_TAG, "uploads are not built in");
-        return;
-    }
-    g_aging_upload(at_end != 0);
+    if (at_end)
+        aging_upload_now();
+    else
+        aging_upload_by_key();
 }
 
 void mmi_AgingTest_Thread() {
@@ -383,13 +395,17 @@ void mmi_AgingTest_Thread() {
 }
 
 void aging_at_start() {
-    if (!aging_account_boot()) return;
+    const bool cut_off = aging_account_boot();
+    if (cut_off && !aging_spool_pending().empty()) aging_spool_set_pending(""); // its verdict was not given
+    if (!Check_AgingCfg_Exist()) aging_upload_in_background();
+    if (!cut_off) return;
     mmi_AutoTest_battery_Charge_Enable();
     if (aging_account().lost_phase == "suspend") aging_suspend_wake();
 }
 
 void mmi_AgingTest_Start_Entry() {
     if (IsWindow(g_AgingTestwin)) return;
+    aging_upload_stop();
     mmi_AgingTest_ReadConfig();
     if (!Init_lib_AgingTest_Interface()) {
         run_is_over();

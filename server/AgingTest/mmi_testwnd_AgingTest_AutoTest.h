@@ -16,9 +16,7 @@ void mmi_AgingTestEntry();
 // nothing when there are none. GUI thread.
 void mmi_AgingTotalResult_Entry();
 
-// Uploads the results of a run. Installed before the menu is created, by whoever can; null: uploads are not built in.
-// at_end: called by a run that is over, else by the operator. True: it shows its own verdict.
-extern bool (*g_aging_upload)(bool at_end);
-// 1 while an upload is wanted and possible.
-bool aging_can_upload();
+bool aging_can_upload(); // an upload is wanted and has an address
+// Uploads the results of the run that is over. at_end 1: on the runner's thread, and waits for the end; 0: the operator's key, GUI
+// thread.
 void SaveToDb(int at_end);

@@ -142,6 +142,7 @@ void menu_show_battery_level() {
 }
 
 void menu_refresh(HWND hwnd) {
+    if (g_wifi_quiet) return;
     refresh_softkey();
     menu_show_battery_level();
     if (qrcode_refresh_flag) {
@@ -161,6 +162,7 @@ void menu_refresh(HWND hwnd) {
 
 void menu_wifi_changed(HWND hwnd) {
     LOG_RAW(ANDROID_LOG_DEBUG, MENU_TAG, "%s MSG_CALLBACK  begin.", "mmi_ExampleWin_MenuWndProc");
+    if (g_wifi_quiet) return;
     if (g_wifi_state == CONNECTED) {
         const int probed = probe(g_shell_actions.wifi_probe_monitor, "Send siganl fail.",
                                  "wifi_status_monitor_thread_start not exist.",

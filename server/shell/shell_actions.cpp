@@ -3,4 +3,5 @@
 ShellActions g_shell_actions;
 std::atomic<int> g_wifi_state{0};
 std::atomic<int> g_wifi_connecting{0};
+std::atomic<int> g_wifi_quiet{0};
 std::atomic<int> g_main_wifi_init_flag{0};

@@ -32,3 +32,4 @@ extern ShellActions g_shell_actions;
 extern std::atomic<int> g_wifi_state;
 extern std::atomic<int> g_wifi_connecting; // 1: a connection is in progress
 extern std::atomic<int> g_main_wifi_init_flag;
+extern std::atomic<int> g_wifi_quiet; // 1: somebody else joins for himself, and the menu leaves keys, touches and picture alone

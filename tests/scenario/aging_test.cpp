@@ -1,31 +1,11 @@
 // Aging runs of whole handsets: real reboots and suspends, the operator's stop, resets that nobody asked for, every verdict.
-#include "scenario/power.h"
-#include "scenario/runs.h"
+#include "scenario/aging_runs.h"
 
 #include <fstream>
 
+using namespace aging_runs;
+
 namespace {
-constexpr int BURN_IN = 176, LONG_MS = 90000;
-constexpr double FAST = 30;
-constexpr char RESULTS[] = "/tki/aging/agingtotalresult.txt", TOTAL_LOG[] = "/tki/aging/agingtotallog.txt";
-const std::string CHARGING = power::BATTERY + "charging_enabled";
-
-// All phases left out but those that are given.
-std::vector<Setting> phases(std::vector<std::pair<std::string, std::string>> given, const std::string &cycles = "1") {
-    given.push_back({"Parameters", "Cycles:" + cycles + ";TempUpLimit:550;TempUncharge:450"});
-    std::vector<Setting> settings{power::idle_setting("1", 30000, 60000)};
-    for (const char *key : {"vediotest", "lighttest", "cameratest", "reboottest", "standbytest", "vibratortest", "cpufullload", "audioloop"}) {
-        std::string value = "enable:0;time:0";
-        for (const auto &[name, text] : given)
-            if (name == key) value = "enable:1;" + text;
-        settings.push_back({"TKI_AGING", key, value});
-    }
-    for (const auto &[name, text] : given)
-        if (name == "Parameters" || name == "ExternBattery") settings.push_back({"TKI_AGING", name, text});
-    return settings;
-}
-
-std::string file(const Handset &handset, const std::string &name) { return runs::content(handset.cache() + name); }
 std::string account(const Handset &handset, const std::string &key) {
     const std::string text = "\n" + file(handset, "/tki/agingrun.txt");
     const size_t at = text.find("\n" + key + "=");
@@ -36,15 +16,6 @@ std::string cycle(const Handset &handset) {
     return text.substr(std::min(text.size(), text.find("currentnum=")));
 }
 
-void start(Handset &handset) {
-    handset.tap_text("Aging");
-    handset.tap_text("Start aging");
-    handset.wait_for_text("Start the test?");
-    handset.press("pass");
-}
-void see(Handset &handset, const std::string &text) {
-    handset.wait_for("\"" + text + "\"", [&](const vh::ScreenView &view) { return view.shows(text); }, LONG_MS);
-}
 // Again and again: the first key only wakes a suspended handset, and between two boots nobody feels any.
 void stop(Handset &handset) {
     handset.wait_until("the stop", [&] {
@@ -58,14 +29,9 @@ void stop(Handset &handset) {
         return false;
     }, LONG_MS);
 }
-void confirm(Handset &handset) {
-    handset.wait_for("the key that closes", [](const vh::ScreenView &view) { return view.soft_keys()[1] == "Yes"; });
-    runs::tap_softkey(handset, 1);
-}
 void wait_boots(const Handset &handset, int boots) {
     handset.wait_until("boot " + std::to_string(boots), [&] { return handset.status().value("boots", 0) >= boots; }, LONG_MS);
 }
-bool holds(const std::string &text, const std::string &part) { return text.find(part) != text.npos; }
 } // namespace
 
 TEST(Aging, AWholeDayPassesAndSwitchesOffOnceUnplugged) {

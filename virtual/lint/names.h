@@ -124,6 +124,8 @@ inline constexpr KnownName KNOWN_NAMES[] = {
     {"TKI_AGING", "Parameters", "TempUpLimit", ValueKind::number},
     {"TKI_AGING", "Parameters", "TempUncharge", ValueKind::number},
     {"TKI_AGING", "savedb", "SSID", ValueKind::text},
+    {"TKI_AGING", "savedb", "CAFile", ValueKind::text},
+    {"TKI_AGING", "savedb", "Protocol", ValueKind::number},
 };
 
 // Language keys that a screen shows: every language has to have them.
