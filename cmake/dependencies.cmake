@@ -14,14 +14,14 @@ if(VXO_MQTT)
   pkg_check_modules(MOSQUITTO REQUIRED IMPORTED_TARGET libmosquitto) # upload of aging results
 endif()
 
-# liblog: Debian keeps it outside the loader's path.
+# liblog: Debian keeps it outside the loader's path, in a folder where a libcutils.so of its own may lie: that folder comes behind
+# our own in the programs' search paths, as CMake puts it there by itself.
 find_path(ANDROID_LOG_INCLUDE android/log.h PATH_SUFFIXES android REQUIRED)
 find_library(ANDROID_LOG_LIBRARY log PATH_SUFFIXES android x86_64-linux-gnu/android aarch64-linux-gnu/android REQUIRED)
-get_filename_component(ANDROID_LOG_DIR ${ANDROID_LOG_LIBRARY} DIRECTORY)
 add_library(android_log INTERFACE)
 target_include_directories(android_log SYSTEM INTERFACE ${ANDROID_LOG_INCLUDE})
 target_link_libraries(android_log INTERFACE ${ANDROID_LOG_LIBRARY})
-target_link_options(android_log INTERFACE -Wl,-rpath,${ANDROID_LOG_DIR})
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 # The supplicant's control interface. Debian's package names no module for pkg-config.
 find_path(WPA_CTRL_INCLUDE wpa_ctrl.h REQUIRED)

@@ -8,7 +8,9 @@
 #include <cctype>
 #include <cstring>
 #include <ft2build.h>
+#include <future>
 #include <map>
+#include <memory>
 #include <string>
 #include <thread>
 #include <tp_globals.h>
@@ -35,14 +37,14 @@ constexpr int pixels_round(FT_Pos value) { return static_cast<int>((value + 32) 
 
 struct FontLibrary {
     FT_Library handle = nullptr;
-    std::thread warmer; // works in the library; nobody else does until it has ended
+    std::future<void> warmer; // works in the library; nobody else does until it is done
     FontLibrary() {
         if (FT_Init_FreeType(&handle) != 0) handle = nullptr;
     }
     FontLibrary(const FontLibrary &) = delete;
     FontLibrary &operator=(const FontLibrary &) = delete;
     void wait() {
-        if (warmer.joinable()) warmer.join();
+        if (warmer.valid()) warmer.get();
     }
     ~FontLibrary() {
         wait();
@@ -72,10 +74,14 @@ public:
     // while the program starts.
     void warm_up() {
         library_->wait();
-        library_->warmer = vcore::start_quiet_thread([face = face_] {
+        const auto done = std::make_shared<std::promise<void>>();
+        library_->warmer = done->get_future();
+        std::thread thread = vcore::start_quiet_thread([face = face_, done] {
             FT_Set_Pixel_Sizes(face, 0, 16);
             for (const char32_t c : {U'g', U'\u56FD'}) FT_Load_Char(face, c, GLYPH_LOAD);
+            done->set_value();
         });
+        if (thread.joinable()) thread.detach(); // a program that ends at once waits for nobody
         size_ = 0;
     }
     // The face set to a size; null when the file refuses it.
@@ -396,7 +402,6 @@ void fonts_terminate() {
     r.fallback.reset();
     r.strikes.clear();
     r.faces.clear();
-    if (r.library) r.library->wait(); // fonts may keep it for good
     r.library.reset();
     glyph_cache().empty();
 }

@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/input.h>
@@ -16,6 +17,21 @@
 namespace vh {
 
 namespace {
+// A program that ends meanwhile leaves a pipe that nobody reads: an error, not the end of whoever presses the key.
+ssize_t write_unsignalled(int fd, const void *bytes, size_t count) {
+    sigset_t pipe_signal, before;
+    sigemptyset(&pipe_signal);
+    sigaddset(&pipe_signal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
+    const ssize_t written = write(fd, bytes, count);
+    const int error = errno;
+    constexpr timespec NOW{};
+    if (written < 0 && error == EPIPE) sigtimedwait(&pipe_signal, nullptr, &NOW);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return written;
+}
+
 constexpr int TOUCH = 0, KEYS = 1;
 constexpr int MOVE_EVERY_MS = 10;
 
@@ -73,7 +89,7 @@ void Client::write_events(int device, const input_event *events, size_t count) c
                               : "cannot open " + path + ": " + strerror(errno));
     }
     const size_t bytes = count * sizeof *events;
-    if (write(fd.get(), events, bytes) != static_cast<ssize_t>(bytes))
+    if (write_unsignalled(fd.get(), events, bytes) != static_cast<ssize_t>(bytes))
         throw ClientError("the program on handset '" + name_ + "' does not read its input: " + strerror(errno));
 }
 
