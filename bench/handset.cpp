@@ -10,7 +10,6 @@
 
 namespace {
 using bench::Goal;
-constexpr double LOOK_SECONDS = 0.05, SETTLE_SECONDS = 1;
 
 void sleep_seconds(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 
@@ -20,26 +19,10 @@ std::string mib(double value) {
     return text;
 }
 
-// The battery service wakes all ten seconds to report. A window lies between two reports: it begins when the last one has
-// been worked through, and ends before the next is due.
-double wakeups_per_second(int program, double window_seconds) {
-    constexpr double PERIOD = 10, TRIES = 3 * PERIOD;
-    const uint64_t before = bench::context_switches(program);
-    for (double begin = bench::now(); window_seconds > SETTLE_SECONDS && bench::context_switches(program) == before;) {
-        if (bench::now() - begin > TRIES) break; // no report came: then none falls into the window either
-        sleep_seconds(LOOK_SECONDS);
-    }
-    sleep_seconds(SETTLE_SECONDS);
-    const uint64_t first = bench::context_switches(program);
-    const double begin = bench::now();
-    sleep_seconds(window_seconds);
-    return static_cast<double>(bench::context_switches(program) - first) / (bench::now() - begin);
-}
-
 void idle_rows(const bench::Plan &plan, const bench::BenchHandset &handset) {
     const int program = handset.program_pid();
     const double window = plan.quick ? 0.2 : 8;
-    const bench::Summary wakeups = bench::repeat({plan.quick ? 1 : 3, 0, plan.quick}, [&] { return wakeups_per_second(program, window); });
+    const bench::Summary wakeups = bench::repeat({plan.quick ? 1 : 3, 0, plan.quick}, [&] { return bench::quiet_wakeups_per_second(program, program, window); });
     bench::print_value({"wake-ups per second of the idle program at the menu, all threads, between two battery reports",
                         Goal::at_most(0), "3 windows of 8 s"}, wakeups, "");
     const bench::Memory memory = bench::memory_of(program, "/fb0");

@@ -1,9 +1,13 @@
 #include "common/processes.h"
 
+#include "common/turns.h"
+
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 namespace bench {
 
@@ -42,6 +46,21 @@ uint64_t context_switches(int pid) {
             count += field(line, "voluntary_ctxt_switches") + field(line, "nonvoluntary_ctxt_switches");
     }
     return count;
+}
+
+double quiet_wakeups_per_second(int program, int counted, double window_seconds) {
+    constexpr double PERIOD = 10, TRIES = 3 * PERIOD, LOOK_SECONDS = 0.05, SETTLE_SECONDS = 1;
+    const auto sleep_seconds = [](double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); };
+    const uint64_t before = context_switches(program);
+    for (const double begin = now(); window_seconds > SETTLE_SECONDS && context_switches(program) == before;) {
+        if (now() - begin > TRIES) break; // no report came: then none falls into the window either
+        sleep_seconds(LOOK_SECONDS);
+    }
+    sleep_seconds(SETTLE_SECONDS);
+    const uint64_t first = context_switches(counted);
+    const double begin = now();
+    sleep_seconds(window_seconds);
+    return static_cast<double>(context_switches(counted) - first) / (now() - begin);
 }
 
 double cpu_seconds(const std::vector<int> &pids) {

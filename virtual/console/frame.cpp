@@ -9,6 +9,7 @@ namespace {
 constexpr int BAND = 16;         // lines that are compared together
 constexpr size_t MOST_RECTS = 24;
 constexpr size_t SHORTEST_RUN = 4; // below that a run saves nothing
+constexpr uint32_t SHOWN = 0xffffff; // the fourth byte of a pixel may hold anything
 
 // First and last pixel that differ in a row; an empty range when none does.
 void widen(const uint32_t *have, const uint32_t *now, int begin, int end, int &left, int &right) {
@@ -21,7 +22,6 @@ void widen(const uint32_t *have, const uint32_t *now, int begin, int end, int &l
     right = std::max(right, last);
 }
 
-// The page may carry anything in the byte that is not shown.
 constexpr uint32_t packed(uint32_t pixel) {
     return 0xff000000u | (pixel & 0xff) << 16 | (pixel & 0xff00) | (pixel >> 16 & 0xff);
 }
@@ -30,27 +30,27 @@ void put(std::string &out, uint32_t value, int bytes) {
     for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> 8 * i & 0xff);
 }
 
+// How often a pixel is followed by another one. Runs pay as long as that is seldom.
+size_t borders(const uint32_t *pixels, size_t count) {
+    uint32_t found = 0;
+    for (size_t i = 1; i < count; ++i) found += (pixels[i - 1] ^ pixels[i]) << 8 != 0;
+    return found;
+}
+
+// Runs over the rows of a rectangle, one behind the other.
 class Packer {
 public:
     explicit Packer(std::vector<uint32_t> &words) : words_(words) {}
     void row(const uint32_t *pixels, size_t count) {
         for (size_t at = 0; at < count;) {
-            const uint32_t pixel = packed(pixels[at]);
+            const uint32_t pixel = pixels[at] & SHOWN;
             size_t end = at + 1;
-            while (end < count && packed(pixels[end]) == pixel) ++end;
-            add(pixel, static_cast<uint32_t>(end - at));
+            while (end < count && (pixels[end] & SHOWN) == pixel) ++end;
+            if (run_ > 0 && pixel != pixel_) finish();
+            pixel_ = pixel;
+            run_ += static_cast<uint32_t>(end - at);
             at = end;
         }
-    }
-    void finish() {
-        if (run_ >= SHORTEST_RUN) {
-            close_literal();
-            words_.push_back(run_ << 1 | 1);
-            words_.push_back(pixel_);
-        } else {
-            for (uint32_t i = 0; i < run_; ++i) literal(pixel_);
-        }
-        run_ = 0;
     }
     void end() {
         finish();
@@ -58,10 +58,15 @@ public:
     }
 
 private:
-    void add(uint32_t pixel, uint32_t count) {
-        if (run_ > 0 && pixel != pixel_) finish();
-        pixel_ = pixel;
-        run_ += count;
+    void finish() {
+        if (run_ >= SHORTEST_RUN) {
+            close_literal();
+            words_.push_back(run_ << 1 | 1);
+            words_.push_back(packed(pixel_));
+        } else {
+            for (uint32_t i = 0; i < run_; ++i) literal(packed(pixel_));
+        }
+        run_ = 0;
     }
     void literal(uint32_t pixel) {
         if (!open_) {
@@ -82,22 +87,32 @@ private:
 };
 
 void put_rect(std::string &out, const Image &image, const Rect &r, std::vector<uint32_t> &words) {
-    const auto width = static_cast<size_t>(r.right - r.left), height = static_cast<size_t>(r.bottom - r.top);
-    words.clear();
-    Packer packer(words);
+    const auto width = static_cast<size_t>(r.right - r.left), height = static_cast<size_t>(r.bottom - r.top), count = width * height;
     const auto row = [&](size_t y) {
         return &image.pixels[(static_cast<size_t>(r.top) + y) * static_cast<size_t>(image.width) + static_cast<size_t>(r.left)];
     };
-    // Given up as soon as it is longer than the pixels themselves.
-    for (size_t y = 0; y < height && words.size() < width * height; ++y) packer.row(row(y), width);
-    packer.end();
-    if (words.size() >= width * height) {
-        words.resize(width * height);
-        for (size_t y = 0; y < height; ++y) std::transform(row(y), row(y) + width, &words[y * width], packed);
+    size_t changes = 0;
+    for (size_t y = 0; y < height; ++y) changes += borders(row(y), width);
+    words.clear();
+    if (changes < count / 2) {
+        Packer packer(words);
+        for (size_t y = 0; y < height; ++y) packer.row(row(y), width);
+        packer.end();
     }
+    const bool as_they_are = words.empty() || words.size() >= count;
     for (const int side : {r.left, r.top, r.right - r.left, r.bottom - r.top}) put(out, static_cast<uint32_t>(side), 2);
-    put(out, static_cast<uint32_t>(words.size()), 4);
-    out.append(reinterpret_cast<const char *>(words.data()), words.size() * sizeof words[0]);
+    put(out, static_cast<uint32_t>(as_they_are ? count : words.size()), 4);
+    if (!as_they_are) {
+        out.append(reinterpret_cast<const char *>(words.data()), words.size() * sizeof words[0]);
+        return;
+    }
+    words.resize(width);
+    out.reserve(out.size() + count * sizeof words[0]);
+    for (size_t y = 0; y < height; ++y) {
+        const uint32_t *from = row(y);
+        for (size_t x = 0; x < width; ++x) words[x] = packed(from[x]);
+        out.append(reinterpret_cast<const char *>(words.data()), width * sizeof words[0]);
+    }
 }
 } // namespace
 

@@ -35,9 +35,11 @@ void Session::start(const http::request<http::empty_body> &upgrade) {
     beast::get_lowest_layer(socket_).expires_never();
     socket_.set_option(timeout);
     socket_.read_message_max(LONGEST_MESSAGE);
+    socket_.auto_fragment(false); // a frame of some MiB would become a thousand
     socket_.set_option(websocket::stream_base::decorator(
         [](websocket::response_type &response) { response.set(http::field::sec_websocket_protocol, SUBPROTOCOL.data()); }));
     beast::get_lowest_layer(socket_).socket().set_option(asio::ip::tcp::no_delay(true));
+    beast::get_lowest_layer(socket_).socket().set_option(asio::socket_base::send_buffer_size(4 << 20)); // a whole screen at once
     socket_.async_accept(upgrade, [self = shared_from_this()](const beast::error_code &error) {
         if (error) return self->end();
         self->open_ = true;

@@ -78,7 +78,7 @@ export function pcTab(panel, focus) {
       const effects = await focus.link.ask({ op: "pc", handset: focus.name, text }, ({ status, reply, ms }) => {
         const says = { 0: "done", 2: "failed or unknown", 3: "no handler" }[status] ?? "";
         answer.replaceChildren(make("span", { class: status === 0 ? "pass" : "fail", "data-status": status }, `${status} ${says}`), " ",
-          make("code", {}, reply), make("small", {}, ` ${ms.toFixed(1)} ms`));
+          reply ? make("code", {}, reply) : "", make("small", {}, ` ${ms.toFixed(1)} ms`));
       });
       changes.replaceChildren(...told(effects));
     } catch (error) {

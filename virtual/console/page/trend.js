@@ -4,7 +4,7 @@ import { make, note } from "./dom.js";
 const SVG = "http://www.w3.org/2000/svg";
 const WIDTH = 640, HEIGHT = 260, LEFT = 40, RIGHT = 44, TOP = 10, FLOOR = 216;
 const MOST = 600; // points drawn; of more, every second, third ...
-const PHASES = ["reboot", "suspend", "display", "speaker", "vibrator", "camera", "cpu"];
+const PHASES = ["begin", "reboot", "suspend", "video", "camera", "cpu", "stopped"];
 
 const svg = (name, attributes, text) => {
   const element = document.createElementNS(SVG, name);
