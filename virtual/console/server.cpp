@@ -1,11 +1,11 @@
 #include "console/console.h"
 
+#include "common/loopback.h"
 #include "console/gate.h"
 #include "console/pages.h"
 #include "console/session.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <cerrno>
@@ -13,10 +13,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <netinet/in.h>
 #include <spawn.h>
 #include <sys/inotify.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 
 namespace vh::console {
@@ -234,19 +232,11 @@ struct Server::State : House, std::enable_shared_from_this<Server::State> {
 
 Address listen_at(uint16_t port) {
     Address address;
-    address.listener.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int on = 1;
-    setsockopt(address.listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in at{};
-    at.sin_family = AF_INET;
-    at.sin_port = htons(port);
-    at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof at;
-    if (bind(address.listener.get(), reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(address.listener.get(), 64) != 0 ||
-        getsockname(address.listener.get(), reinterpret_cast<sockaddr *>(&at), &size) != 0)
+    address.listener = listen_loopback(port);
+    if (!address.listener)
         throw ClientError("the page cannot be served at 127.0.0.1:" + std::to_string(port) + ": " + strerror(errno) +
                           "; take another port, or 0 for any that is free");
-    address.port = ntohs(at.sin_port);
+    address.port = port;
     address.token = new_token();
     return address;
 }
