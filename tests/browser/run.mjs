@@ -72,7 +72,7 @@ async function main() {
   writeFileSync(scratchFile("short.ini"), config());
   // In the foreground, so that the page that comes with it is the one under test.
   atEnd(() => handset("wipe", "-n", "left"));
-  const left = await serve("run", "-n", "left", "--config", scratchFile("short.ini"));
+  const left = await serve("run", "-n", "left", "--config", scratchFile("short.ini"), "--storage", "faults");
   await boot("right", "--size", "480x800");
   const first = await browser();
   const page = await open(first, left.url);
@@ -167,6 +167,10 @@ async function main() {
     await page.click("summary:has-text('Parts')");
     await page.uncheck("[data-part=nfc]");
     await until("the part", async () => /nfc +not fitted/.test(await handset("fit", "-n", "left")));
+    await page.click("summary:has-text('Storage')");
+    await page.selectOption("[data-storage='/cache']", "full");
+    await until("the full storage", async () => /cache: full/.test(await handset("storage", "show", "-n", "left")));
+    await page.selectOption("[data-storage='/cache']", "none");
     await page.click("summary:has-text('attributes')");
     await page.fill("#attribute-search", "leds green bright");
     const row = page.locator("[data-path='/sys/class/leds/green/brightness']");

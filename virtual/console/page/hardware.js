@@ -15,7 +15,7 @@ const MOST_ROWS = 60;
 const options = (values) => values.map(([value, text]) => make("option", { value }, text));
 
 export function hardwareTab(panel, focus) {
-  panel.append(battery(focus), lights(focus), sensors(focus), parts(focus), attributes(focus));
+  panel.append(battery(focus), lights(focus), sensors(focus), parts(focus), storage(focus), attributes(focus));
 }
 
 function group(title, ...children) {
@@ -142,6 +142,24 @@ function parts(focus) {
   });
   focus.addEventListener("hardware", () => focus.running && look(true));
   return make("details", {}, make("summary", {}, "Parts that are fitted"), box);
+}
+
+// Only of a handset that was booted with --storage faults.
+function storage(focus) {
+  const box = make("details", { hidden: true }, make("summary", {}, "Storage that fails"));
+  const fields = ["/data", "/cache", "vxocfg", "vxoflag", "vxoprod"].map((path) => {
+    const fault = make("select", { "data-storage": path, onchange: () => focus.order({ op: "storage", path, fault: fault.value }) },
+      ...options([["none", "works"], ["full", "is full"], ["read-only", "is read-only"], ["eio", "fails (EIO)"]]));
+    box.append(labelled(path, fault));
+    return { path, fault };
+  });
+  box.append(make("button", { type: "button", onclick: () => focus.order({ op: "storage", cut: { at: 0, phase: "before", mode: "lose" } }) }, "Cut the power"));
+  focus.addEventListener("status", latest(async () => {
+    const answer = await focus.request({ op: "storage" }).catch(() => null);
+    box.hidden = !answer;
+    for (const { path, fault } of fields) fault.value = answer?.faults?.[path] ?? "none";
+  }));
+  return box;
 }
 
 function attributes(focus) {
