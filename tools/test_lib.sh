@@ -1,6 +1,6 @@
 # Pieces of ./test: building, the choice of the sandbox, running GoogleTest programs and counting.
 UNIT_PROGRAMS="base config device vcore hal shell testwnd channel aging rf fuzz"
-THREADED_PROGRAMS="base device vcore hal shell testwnd channel"
+THREADED_PROGRAMS="base device vcore hal shell testwnd channel aging"
 passed=0 failed=0 skipped=0
 failures=() left_out=()
 sandbox=handset

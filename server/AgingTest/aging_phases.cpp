@@ -17,7 +17,7 @@
 namespace {
 constexpr int64_t MS = 1000000, MINUTE_MS = 60000;
 constexpr int COLOR_MS = 2000, TONE_MS = 5000, TONES = 20, VIBRATION_MS = 1000, VIBRATION_PAUSE_MS = 1000;
-constexpr int64_t PICTURE_MS = 5000, LOOK_FOR_STOP_MS = 500;
+constexpr int64_t PICTURE_MS = 10000, LOOK_FOR_STOP_MS = 500;
 constexpr int CPU_SHOW_EVERY = 5;
 constexpr int CAMERA_ORDER[] = {TKI_CAMERA_BACK, TKI_CAMERA_FRONT, TKI_CAMERA_AUX};
 

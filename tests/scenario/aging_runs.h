@@ -7,7 +7,7 @@
 namespace aging_runs {
 
 inline constexpr int BURN_IN = 176, LONG_MS = 90000;
-inline constexpr double FAST = 30;
+inline const double FAST = patient(1) > 1 ? 15 : 30; // what a phase waits for has to come in its time
 inline constexpr char RESULTS[] = "/tki/aging/agingtotalresult.txt", TOTAL_LOG[] = "/tki/aging/agingtotallog.txt";
 inline const std::string CHARGING = power::BATTERY + "charging_enabled";
 
