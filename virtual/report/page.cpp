@@ -208,7 +208,7 @@ std::string band_colours() {
 std::string page(const AgingRun &run, const std::string &name) {
     return "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><meta name=\"viewport\" content=\"width=device-width\">"
            "<meta name=\"color-scheme\" content=\"light dark\">\n<title>Aging run of " + escaped(name) + ": " + state_name(run.state) + "</title><style>" +
-           STYLE + band_colours() + "</style></head>\n<body>\n" + head(run, name) + records(run) + resets(run) + plots(run) + phases(run) +
+           STYLE + band_colours() + "</style></head>\n<body>\n" + head(run, name) + records(run) + plots(run) + phases(run) + resets(run) +
            "<p class=\"soft\">Written " + date(time(nullptr)) + "; times of the handset's own clock.</p>\n</body></html>\n";
 }
 
