@@ -17,6 +17,7 @@
 #include <iostream>
 #include <map>
 #include <sstream>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -79,6 +80,7 @@ public:
             start();
             return;
         }
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // it must not outlive a measurement that is broken off
         freopen("/dev/null", "w", stdout);
         freopen("/dev/null", "w", stderr);
         execlp("stress-ng", "stress-ng", "--cpu", std::to_string(GetCoreCount()).c_str(), "--cpu-method", "all", nullptr);
