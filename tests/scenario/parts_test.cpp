@@ -75,6 +75,7 @@ TEST(Parts, WhatThePcTests) {
     handset.wait_for_text("Headset inserted");
     handset.press("hook");
     handset.press("hook");
+    handset.screen(); // described when all that came before is handled
     const vh::PcLink::Reply keys = handset.at("headsethookMoudle testItem close");
     EXPECT_EQ(keys.text, "226,226,");
 

@@ -4,6 +4,7 @@
 #include <tp_clock.h>
 #include <tp_globals.h>
 #include <tp_gui.h>
+#include <utility>
 
 #include "dc.h"
 #include "describe.h"
@@ -20,6 +21,7 @@ constexpr int64_t LONG_AGO = -(INT64_C(1) << 62);
 constexpr int64_t LOOK_NS = 1'000'000;  // input that comes while messages are worked through waits no longer than this
 constexpr int PUMP_LIMIT = 4096; // messages per pump: a window that posts to itself must not hold it for ever
 
+int g_handed_at = -1; // the dispatch depth at which the last message was handed out; -1: something else was done
 int64_t g_looked = LONG_AGO; // when all descriptors had been looked at and read
 
 // Looks at all descriptors; timeout in scaled nanoseconds, -1 without limit. True when one of them had something.
@@ -87,26 +89,38 @@ void wait_for_more() {
     queue_after_wait();
 }
 
+// A message that directly follows the one before at the same depth: its procedure begins when that one's ended.
+Next hand_out(bool straight) {
+    g_handed_at = dispatch_depth();
+    next_procedure_follows(straight);
+    return Next::message;
+}
+
 // Timers fire when due at `timers_until` (pump: each once), or now.
 Next next_message(MSG &out, HWND loop_window, bool block, int64_t timers_until, int &answered) {
+    bool straight = std::exchange(g_handed_at, -1) == dispatch_depth();
+    straight = procedure_just_ended() && straight;
     for (bool looked = false;;) {
-        answered += queue_answer_sent();
+        const int sent = queue_answer_sent();
+        answered += sent;
+        straight = straight && sent == 0;
         // Sent messages may have ended the loop's window.
         if (loop_window != HWND_DESKTOP && !window_find(loop_window)) return Next::quit;
         paint_show_if_late();
-        if (queue_take(out)) return Next::message;
+        if (queue_take(out)) return hand_out(straight);
         if (take_quit(loop_window)) return Next::quit;
-        if (take_input(out)) return Next::message;
+        if (take_input(out)) return hand_out(straight);
+        straight = false; // what follows takes its time
         queue_apply_invalidations();
         const int64_t now = timers_until >= 0 ? timers_until : tp_clock_mono_ns();
         if (!looked && look_wanted(block, now)) {
             looked = true;
             if (wait_for_descriptors(0)) continue;
         }
-        if (take_paint(out)) return Next::message;
+        if (take_paint(out)) return hand_out(false);
         // Before the timers: one that is always due must not keep the screen from being shown.
         finish_round();
-        if (timer_take_due(now, out)) return Next::message;
+        if (timer_take_due(now, out)) return hand_out(false);
         if (!block) return Next::idle;
         wait_for_more();
         looked = false;

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <tp_clock.h>
 #include <unordered_map>
+#include <utility>
 
 #include "queue.h"
 
@@ -30,6 +31,8 @@ Table &table() {
 
 int g_depth = 0;
 int64_t g_excluded_ns = 0, g_ended = 0;
+bool g_just_ended = false;      // and nothing was handed out since
+bool g_begins_at_end = false;   // of the procedure before: the clock need not be asked again
 HWND g_found_handle = HWND_NULL; // most messages are for the window of the one before
 const WindowRef *g_found = nullptr;
 const WindowRef NONE;
@@ -91,17 +94,20 @@ DispatchScope::~DispatchScope() { --g_depth; }
 int dispatch_depth() { return g_depth; }
 void exclude_from_procedure_time(int64_t ns) { g_excluded_ns += ns; }
 int64_t procedure_ended() { return g_ended; }
+bool procedure_just_ended() { return std::exchange(g_just_ended, false); }
+void next_procedure_follows(bool at_once) { g_begins_at_end = at_once; }
 
 LRESULT window_call(const WindowRef &window, UINT message, WPARAM wParam, LPARAM lParam) {
     const WindowRef alive = window; // the procedure may destroy it
     const int64_t excluded_before = g_excluded_ns;
-    const int64_t start = tp_clock_mono_ns();
+    const int64_t start = std::exchange(g_begins_at_end, false) ? g_ended : tp_clock_mono_ns();
     LRESULT result = 0;
     {
         const DispatchScope scope;
         result = alive->proc(alive->handle, message, wParam, lParam);
     }
     g_ended = tp_clock_mono_ns();
+    g_just_ended = true;
     const int64_t total = tp_clock_to_kernel_ns(g_ended - start);
     const int64_t own = total - (g_excluded_ns - excluded_before);
     g_excluded_ns = excluded_before + total;

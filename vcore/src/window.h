@@ -72,6 +72,8 @@ public:
 int dispatch_depth();
 void exclude_from_procedure_time(int64_t ns); // the GUI thread only waited
 int64_t procedure_ended();                    // when the last one did, scaled monotonic nanoseconds
+bool procedure_just_ended();                  // since this was asked last
+void next_procedure_follows(bool at_once);    // at once: it begins when the last one ended
 
 // ---- controls (control.cpp)
 void controls_forget_classes();
