@@ -78,13 +78,13 @@ run_unit() { # PRESET ROOM
 }
 
 # Whole handsets under sanitizers: those with threads and text from outside. Left out is what repeats the same code over many
-# boots or commands (power cuts, all screen sizes, hostile arguments), what counts wake-ups, and what races simulated time at a
-# hundredfold speed.
-scenarios_tsan='*-PowerCut.*:AllSizes/*:Twenty.*:Power.TheBatteryByTheCommandLine:Pc.Hostile*:Pc.NoReply*'
+# boots, items or commands (power cuts, all screen sizes, hostile arguments, long runs), what counts wake-ups, and what races
+# simulated time at a hundredfold speed.
+scenarios_tsan='*-PowerCut.*:AllSizes/*:Twenty.*:Power.TheBatteryByTheCommandLine:Pc.Hostile*:Pc.NoReply*:Demo.*:Audio.ARunIsPassedByEar*:Parts.ARunOf*:Aging.ChargeRequests*'
 scenarios_asan='*RandomOperator*:Robustness.*:Startup.*:Resume.*:Pc.*'
 
 # Whole handsets mostly wait: several run at once. What needs the machine's full speed is run behind them, alone.
-HANDSET_SHARDS=3 ALONE='Twenty.*:PowerCut.*'
+HANDSET_SHARDS=4 ALONE='Twenty.*:PowerCut.*'
 
 run_host_tests() { # PROGRAM [PRESET FILTER]: starts its own sandboxes; with PRESET the handset's program is that build's
   local name="$1${2:+ ($2)}" filter=${3:-*} shard
