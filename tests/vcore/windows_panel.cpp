@@ -86,7 +86,7 @@ protected:
     }
     // One of few, so that often the hidden page shows it already.
     void draw_row_on_both() {
-        const int top = 40 * below(3), kind = below(9);
+        const int top = 20 * below(5), kind = below(9); // it may lie over two others
         const RECT row{4, top, 66, top + 40};
         for (const HDC hdc : {ours, theirs}) {
             dc_begin_drawing(hdc, row, kind & 1 ? 0xff00 : 0x80);

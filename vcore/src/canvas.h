@@ -21,11 +21,9 @@ inline RECT rect_around(const RECT &a, const RECT &b) {
             std::max(a.bottom, b.bottom)};
 }
 // The drawing state behind an HDC. All rectangles are page coordinates.
-struct Canvas {
+struct CanvasState {
     DcTarget target;
     pixman_image_t *page = nullptr; // null: texts are recorded, nothing is drawn
-    vcore::Region full;             // the clip as it was opened
-    vcore::Region clip;             // full within the limit
     RECT client{};                  // the client area's part of the page
     RECT limit{};                   // of the drawing that is begun, everything without one
     gal_pixel brush = 0, pen = 0, text_color = 0, bk_color = 0;
@@ -34,6 +32,10 @@ struct Canvas {
     int pen_x = 0, pen_y = 0; // client coordinates
     PLOGFONT font = nullptr;
     bool collects = false; // pieces, which are drawn when the drawing ends or something else is drawn
+};
+struct Canvas : CanvasState {
+    vcore::Region full; // the clip as it was opened
+    vcore::Region clip; // full within the limit
     Drawing drawing;
 };
 

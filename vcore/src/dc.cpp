@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -14,6 +15,7 @@ constexpr RECT unlimited{-far_away, -far_away, far_away, far_away};
 constexpr size_t most_texts = 1024;
 
 Solid g_solid;
+std::unique_ptr<Canvas> g_spare; // the last one that was closed: a window that paints cell by cell opens one for each
 
 void forget_solid(const RECT &rect) {
     if (!rect_empty(rect_common(rect, g_solid.rect))) g_solid = {};
@@ -213,12 +215,17 @@ void canvas_forget_texts(Canvas &c, const RECT &covered) {
 }
 
 HDC dc_open(const DcTarget &target) {
-    auto *c = new Canvas;
+    Canvas *c = g_spare ? g_spare.release() : new Canvas;
+    static_cast<CanvasState &>(*c) = {};
     c->target = target;
     c->client = client_on_page(target);
     c->limit = unlimited;
-    c->full = vcore::Region(c->client);
-    if (target.clip) pixman_region32_intersect(c->full.get(), c->full.get(), target.clip);
+    if (target.clip) {
+        pixman_region32_copy(c->full.get(), target.clip);
+        c->full.intersect(c->client);
+    } else {
+        c->full = vcore::Region(c->client);
+    }
     c->clip = c->full;
     dc_move(reinterpret_cast<HDC>(c), target.pixels);
     c->brush = c->bk_color = SysPixelIndex[18];
@@ -228,11 +235,11 @@ HDC dc_open(const DcTarget &target) {
 }
 
 void dc_close(HDC hdc) {
-    Canvas *c = canvas_of(hdc);
+    std::unique_ptr<Canvas> c(canvas_of(hdc));
     if (!c) return;
     end_drawing(*c);
     if (c->page) pixman_image_unref(c->page);
-    delete c;
+    g_spare = std::move(c);
 }
 
 void dc_move(HDC hdc, uint32_t *pixels) {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <pixman.h>
+#include <span>
 #include <tp_gui.h>
 #include <vector>
 
@@ -25,7 +26,8 @@ struct Drawing {
 };
 
 bool drawing_same(const Drawing &a, const Drawing &b);
-// Writes each pixel of the rectangle once.
-void drawing_paint(const Drawing &drawing, uint32_t *page, int stride);
+// Writes each pixel of the rectangle once, and not at all where the page is known to show it: `shown` are drawings that the
+// page holds, one beside the other.
+void drawing_paint(const Drawing &drawing, uint32_t *page, int stride, std::span<const Drawing *const> shown = {});
 // Fills a rectangle of a page, which has to lie within the page.
 void fill_rect(uint32_t *page, int stride, const RECT &rect, gal_pixel color);

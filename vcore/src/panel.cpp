@@ -65,6 +65,7 @@ bool join(pixman_box32_t &a, const pixman_box32_t &b) {
     return true;
 }
 
+pixman_box32_t box_of(const RECT &r) { return {r.left, r.top, r.right, r.bottom}; }
 bool meet(const pixman_box32_t &a, const RECT &b) {
     return a.x1 < b.right && b.left < a.x2 && a.y1 < b.bottom && b.top < a.y2;
 }
@@ -80,10 +81,13 @@ void forget_held(const pixman_box32_t &box) {
 void hold(const std::shared_ptr<const Drawing> &drawing) {
     Held &held = held_hidden();
     if (std::any_of(held.begin(), held.end(), [&](const auto &known) { return drawing_same(*known, *drawing); })) return;
-    const RECT &r = drawing->rect;
-    forget_held({r.left, r.top, r.right, r.bottom});
+    const pixman_box32_t box = box_of(drawing->rect);
+    std::vector<const Drawing *> shown;
+    for (const auto &known : held)
+        if (meet(box, known->rect)) shown.push_back(known.get());
     const PanelPage page = panel_hidden_page();
-    drawing_paint(*drawing, page.pixels, page.stride);
+    drawing_paint(*drawing, page.pixels, page.stride, shown);
+    forget_held(box);
     if (held.size() == HELD_MAX) held.erase(held.begin());
     held.push_back(drawing);
 }
@@ -109,7 +113,7 @@ void bring_all_up_to_date() {
     Region &old = g_panel.old;
     for (const auto &drawing : g_panel.held[g_panel.info.visible]) {
         const RECT &r = drawing->rect;
-        pixman_box32_t box{r.left, r.top, r.right, r.bottom};
+        pixman_box32_t box = box_of(r);
         if (pixman_region32_contains_rectangle(old.get(), &box) != PIXMAN_REGION_IN) continue;
         hold(drawing);
         g_counts.copied += static_cast<uint64_t>(RECTW(r)) * static_cast<uint64_t>(RECTH(r));
@@ -241,7 +245,7 @@ void panel_fill_black(const Region &region) {
     inside.intersect(panel_rect());
     for (const pixman_box32_t &box : inside.boxes()) {
         panel_about_to_draw({box.x1, box.y1, box.x2, box.y2}, true);
-        pixman_fill(page.pixels, page.stride, 32, box.x1, box.y1, box.x2 - box.x1, box.y2 - box.y1, 0);
+        fill_rect(page.pixels, page.stride, {box.x1, box.y1, box.x2, box.y2}, 0);
     }
 }
 

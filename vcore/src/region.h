@@ -8,6 +8,10 @@
 
 namespace vcore {
 
+inline bool contains(const RECT &outer, const RECT &inner) {
+    return inner.left >= outer.left && inner.top >= outer.top && inner.right <= outer.right && inner.bottom <= outer.bottom;
+}
+
 class Region {
 public:
     Region() { pixman_region32_init(&region_); }
@@ -35,9 +39,13 @@ public:
     }
     void add(const Region &other) { pixman_region32_union(&region_, &region_, other.get()); }
     void subtract(const Region &other) { pixman_region32_subtract(&region_, &region_, other.get()); }
-    void subtract(const RECT &r) { subtract(Region(r)); }
+    void subtract(const RECT &r) {
+        if (meets(r)) subtract(Region(r));
+    }
     void intersect(const Region &other) { pixman_region32_intersect(&region_, &region_, other.get()); }
-    void intersect(const RECT &r) { intersect(Region(r)); }
+    void intersect(const RECT &r) {
+        if (!contains(r, extents())) intersect(Region(r));
+    }
     void clear() { pixman_region32_clear(&region_); }
 
     bool empty() const { return !pixman_region32_not_empty(get()); }
@@ -54,12 +62,14 @@ public:
     pixman_region32_t *get() const { return const_cast<pixman_region32_t *>(&region_); }
 
 private:
+    bool meets(const RECT &r) const {
+        const RECT e = extents();
+        return r.left < e.right && e.left < r.right && r.top < e.bottom && e.top < r.bottom;
+    }
+
     pixman_region32_t region_;
 };
 
-inline bool contains(const RECT &outer, const RECT &inner) {
-    return inner.left >= outer.left && inner.top >= outer.top && inner.right <= outer.right && inner.bottom <= outer.bottom;
-}
 inline bool contains(const RECT &r, int x, int y) { return x >= r.left && x < r.right && y >= r.top && y < r.bottom; }
 inline bool same(const RECT &a, const RECT &b) {
     return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
