@@ -1,6 +1,7 @@
 // Start-up of the program, read from top to bottom.
 #include <cstring>
 #include <cutils/properties.h>
+#include <malloc.h>
 #include <string>
 #include <tp_clock.h>
 #include <tp_globals.h>
@@ -113,6 +114,17 @@ bool bring_up() {
     return true;
 }
 
+// A burn-in of days must not keep what one phase has taken: blocks from this size on (a camera's pictures) go back to the
+// system when they are freed, and threads that come and go share one heap instead of leaving one each. Where there are no
+// such settings the allocator does so by itself.
+void keep_little_memory() {
+#if defined(M_MMAP_THRESHOLD) && defined(M_ARENA_MAX)
+    constexpr int LARGE_BLOCK = 256 << 10;
+    mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK);
+    mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
 [[noreturn]] void park_reduced() {
     LOG_RAW(ANDROID_LOG_ERROR, TAG, "MMI app can only be run in ffbm mode");
     for (;;) tp_clock_sleep_us(1000000000);
@@ -121,6 +133,7 @@ bool bring_up() {
 
 int main(int, char **, char **) {
     if (!guard_allows_start()) return 1;
+    keep_little_memory();
     tp_os_thread_init();
     LOG_RAW(ANDROID_LOG_DEBUG, TAG, "%s begin", NAME);
     if (!bring_up()) return -1;
