@@ -172,3 +172,29 @@ TEST(Upload, ByTlsOnlyToABrokerOfTheConfiguredAuthority) {
     handset.wait_until("the messages", [&] { return ids(broker).size() == 3; });
     EXPECT_EQ(broker.received(), 3);
 }
+
+// Between the note of a verdict and its messages. A run that was still counted as running has no verdict: it goes on.
+TEST(Upload, ARunThatWasNotedBeforeAPowerCutIsSentAndOneThatGoesOnIsNot) {
+    for (const bool running : {false, true}) {
+        Handset handset({.speed = FAST, .settings = uploading(phases({})), .before_boot = [=](const vh::StatePaths &paths) {
+                             std::filesystem::create_directories(paths.cache() + SPOOL);
+                             std::filesystem::create_directories(paths.cache() + "/tki/aging");
+                             std::ofstream(paths.cache() + SPOOL + "/pending") << "run=1790000000\nseconds=61\nverdict=pass\ntext=Aging PASS!\nTotal";
+                             std::ofstream(paths.cache() + "/tki/aging/agingtotalresult.txt") << "[CPU]\nResult=success\nComment=1 minutes\n";
+                             std::ofstream(paths.cache() + "/tki/agingrun.txt") << "running=" << running << "\nphase=cpu\n";
+                             leave_behind(paths, 1);
+                         }});
+        const Broker broker(handset);
+        broker.start();
+        wait_sent(handset);
+        handset.wait_until("the message left behind", [&] { return ids(broker).contains("old-0"); }, LONG_MS);
+        EXPECT_FALSE(std::filesystem::exists(handset.cache() + SPOOL + "/pending"));
+        EXPECT_EQ(broker.received(), running ? 1 : 2);
+        if (running) continue;
+        handset.wait_until("the result", [&] { return broker.heard().size() == 2; }, LONG_MS);
+        const nlohmann::json result = broker.heard()[0].second;
+        EXPECT_EQ(result.at("id").get<std::string>().substr(result.at("psn").get<std::string>().size()), "-1790000000-0");
+        EXPECT_EQ(result.at("verdict").get<std::string>() + " " + result.at("text").get<std::string>(), "pass Aging PASS!\nTotal");
+        EXPECT_EQ(result.at("records").size(), 1U);
+    }
+}

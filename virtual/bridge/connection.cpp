@@ -28,12 +28,17 @@ Connection::Connection(vh::Fd client) : client_(std::move(client)) {
 
 void Connection::run() {
     const auto limit = Clock::now() + GREETING_LIMIT;
-    while (alive_) {
+    for (int wait = -1; alive_; step(wait)) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
         if (!greeted_ && left <= 0) return;
-        loop_.run_once(greeted_ ? -1 : static_cast<int>(left));
-        settle();
+        wait = greeted_ ? -1 : static_cast<int>(left);
     }
+}
+
+bool Connection::step(int timeout_ms) {
+    loop_.run_once(timeout_ms);
+    settle();
+    return alive_;
 }
 
 void Connection::client_ready(uint32_t events) {

@@ -14,6 +14,8 @@ public:
     explicit Connection(vh::Fd client);
     // Serves until the client leaves, sends what is no packet, or has not introduced itself after ten seconds.
     void run();
+    // Serves what is ready, for which it waits at most so long (milliseconds, -1: without limit). False: the client is gone.
+    bool step(int timeout_ms);
 
 private:
     struct Stream {
