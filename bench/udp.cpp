@@ -18,20 +18,12 @@ namespace {
 constexpr uint16_t CHANNEL_PORT = 3535, ECHO_PORT = 3536;
 constexpr size_t DATAGRAM = 256;
 
-sockaddr_in local(uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 // A process of its own, in a session of its own as the program is; ends with the object.
 class BareEcho {
 public:
     BareEcho() {
         const vh::Fd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        sockaddr_in address = local(0);
+        sockaddr_in address = bench::loopback(0);
         socklen_t length = sizeof address;
         if (bind(socket.get(), reinterpret_cast<sockaddr *>(&address), length) != 0 ||
             getsockname(socket.get(), reinterpret_cast<sockaddr *>(&address), &length) != 0)
@@ -67,7 +59,7 @@ private:
 // Echoes per second with so many datagrams on their way at once.
 bench::Side<1> rate(uint16_t port, size_t window) {
     auto socket = std::make_shared<vh::Fd>(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in address = local(port);
+    const sockaddr_in address = bench::loopback(port);
     if (connect(socket->get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) bench::give_up("no UDP socket");
     return [socket, window](double seconds) -> std::array<double, 1> {
         std::array<char, DATAGRAM> bytes{};

@@ -3,7 +3,7 @@ UNIT_PROGRAMS="base config device vcore hal shell testwnd channel aging rf fuzz"
 THREADED_PROGRAMS="base device vcore hal shell testwnd channel aging"
 passed=0 failed=0 skipped=0
 failures=() left_out=()
-sandbox=handset
+sandbox=handset everything=0
 started=$SECONDS
 
 step() { printf '\n== %s (%d s so far)\n' "$1" $((SECONDS - started)); }
@@ -81,6 +81,7 @@ run_unit() { # PRESET ROOM
 # boots, items or commands (power cuts, all screen sizes, hostile arguments, long runs), what counts wake-ups, and what races
 # simulated time at a hundredfold speed.
 scenarios_tsan='*-PowerCut.*:AllSizes/*:Twenty.*:Power.TheBatteryByTheCommandLine:Pc.Hostile*:Pc.NoReply*:Demo.*:Audio.ARunIsPassedByEar*:Parts.ARunOf*:Aging.ChargeRequests*'
+scenarios_all='*'
 scenarios_asan='*RandomOperator*:Robustness.*:Startup.*:Resume.*:Pc.*'
 
 # Whole handsets mostly wait: several run at once. What needs the machine's full speed is run behind them, alone.
@@ -100,8 +101,8 @@ run_host_tests() { # PROGRAM [PRESET FILTER]: starts its own sandboxes; with PRE
     wait "${pids[shard]}"; status=$?
     count_gtest "$name, $((shard + 1)) of $HANDSET_SHARDS" $status "$(host_log "$1" "${2:-}" $shard)"
   done
-  [ -n "${2:-}" ] && return
-  host_shard "$1" "" "$ALONE" alone 1; count_gtest "$name, alone" $? "$(host_log "$1" "" alone)"
+  [ -n "${2:-}" ] && [ $everything -eq 0 ] && return
+  host_shard "$1" "${2:-}" "$ALONE" alone 1; count_gtest "$name, alone" $? "$(host_log "$1" "${2:-}" alone)"
 }
 
 host_log() { echo "build/test-$1${2:+-$2}-$3.log"; } # PROGRAM PRESET SHARD

@@ -15,7 +15,6 @@
 
 namespace bench {
 
-namespace {
 sockaddr_in loopback(uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -24,6 +23,7 @@ sockaddr_in loopback(uint16_t port) {
     return address;
 }
 
+namespace {
 void answer_at_once(int socket) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

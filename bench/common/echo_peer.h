@@ -5,10 +5,13 @@
 #include "common/fd.h"
 
 #include <cstdint>
+#include <netinet/in.h>
 #include <string>
 #include <sys/types.h>
 
 namespace bench {
+
+sockaddr_in loopback(uint16_t port);
 
 // One connection to 127.0.0.1 inside the sandbox; gives up when there is none.
 class Caller {

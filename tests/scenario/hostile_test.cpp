@@ -49,7 +49,8 @@ const std::string CONFIG_CHANGE = "/system/bin/modify_tki_config.sh MMI -x ../..
 // Load and unload a driver each time, and leave a thread at work: on their own.
 const std::regex WIFI_ITSELF("WiFiMoudle.*");
 const std::regex WIFI_RUNS("/system/bin/(pv_wifi_init|pv_wifi_close)\\.sh|/system/bin/dhcpcd-6\\.8\\.2 wlan0|toybox ifconfig wlan0 down|"
-                           "/system/bin/udhcpc\\.script [a-z]+|ip link add wlan0 address [0-9a-f:]+ type veth peer name ap0 netns [0-9]+ </dev/null >/dev/null 2>&1");
+                           "/system/bin/udhcpc\\.script [a-z]+|ip link set lo up; ip addr add 192\\.168\\.1\\.1/24 dev ap0; ip addr add 169\\.254\\.7\\.1/16 dev ap0 </dev/null >/dev/null 2>&1|"
+                           "ip link add wlan0 address [0-9a-f:]+ type veth peer name ap0 netns [0-9]+ </dev/null >/dev/null 2>&1");
 const std::string WPA_CLI = "wpa_cli -i wlan0 -p /data/misc/wifi/sockets ";
 // What the commands run, whatever stands behind them.
 const Lines RUN = {"killall spk_audio", "camera_pcba -0", "/system/bin/camera_pcba -0", "camera_pcba -1", "/system/bin/camera_pcba -1",

@@ -4,7 +4,7 @@
 using namespace power;
 
 namespace {
-constexpr double FAST = 60; // an alarm a second
+const double FAST = patient(1) > 1 ? 20 : 60; // an alarm a second; a slowed program needs longer to be plugged between two
 const Setting NEVER_IDLE = idle_setting("1", 30000, 60000);
 const std::vector<std::string> TRANSITION = {BACKLIGHT, BLANK, AUTOSLEEP};
 using Texts = std::vector<std::string>;

@@ -20,7 +20,11 @@ std::string scratch_folder() {
 } // namespace
 
 std::string build_dir() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
-std::string rootfs_dir() { return fs::path(__FILE__).parent_path().parent_path().parent_path() / "virtual/rootfs"; }
+std::string source_dir() {
+    const char *set = getenv("VXO_SOURCE");
+    return set ? set : fs::current_path().string();
+}
+std::string rootfs_dir() { return source_dir() + "/virtual/rootfs"; }
 
 bool eventually(const std::function<bool()> &condition, int within_ms) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(within_ms);

@@ -10,6 +10,7 @@
 namespace booted {
 
 std::string build_dir();  // of this very test program
+std::string source_dir(); // $VXO_SOURCE, or here
 std::string rootfs_dir(); // of the sources
 // Skips the test on a machine that cannot run a handset.
 #define REQUIRE_HOST() \

@@ -11,15 +11,11 @@
 #include <map>
 #include <regex>
 
+#include "booted.h"
 #include "support/files.h"
 
 namespace {
 using vh::TextKind;
-
-std::string source_folder() {
-    const char *set = getenv("VXO_SOURCE");
-    return set ? set : ".";
-}
 
 // "LINE: TEXT|LINE: TEXT", without those that hold `but`.
 std::string findings(const std::string &bytes, TextKind kind, bool installed = false, const std::string &but = "\n") {
@@ -67,7 +63,7 @@ std::vector<std::array<std::string, 3>> all_matches(const std::string &text, con
 
 std::map<std::string, std::string> program_sources() {
     std::map<std::string, std::string> sources;
-    const std::string root = source_folder() + "/server";
+    const std::string root = booted::source_dir() + "/server";
     for (const auto &entry : std::filesystem::recursive_directory_iterator(root))
         if (const auto &path = entry.path(); path.extension() == ".cpp" || path.extension() == ".h")
             sources[std::filesystem::relative(path, root).string()] = files::get(path.string());
@@ -175,7 +171,7 @@ TEST(Lint, LanguageTexts) {
 TEST(Lint, Files) {
     std::string pattern = std::filesystem::temp_directory_path().string() + "/vxo-lint.XXXXXX";
     const std::string folder = mkdtemp(pattern.data()), config = folder + "/c.ini";
-    const std::string shipped = source_folder() + "/virtual/rootfs/", language = shipped + "tki_language.ini";
+    const std::string shipped = booted::source_dir() + "/virtual/rootfs/", language = shipped + "tki_language.ini";
     files::put(config, "[MMI]\nLanguage=Italian\n");
     const std::vector<std::string> one{config + ":2: the language file has no section [Italian]"};
     EXPECT_EQ(vh::lint_files(config, language, false), one);

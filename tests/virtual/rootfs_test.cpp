@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
+#include "booted.h"
 #include "support/files.h"
 
 namespace {
@@ -18,8 +19,7 @@ protected:
     }
     void TearDown() override { fs::remove_all(folder); }
     int modify(const std::string &section, const std::string &key, const std::string &value) {
-        const char *source = getenv("VXO_SOURCE");
-        const std::string script = std::string(source ? source : ".") + "/virtual/rootfs/system/bin/modify_tki_config.sh";
+        const std::string script = booted::rootfs_dir() + "/system/bin/modify_tki_config.sh";
         const std::string command =
             "/bin/sh " + script + " '" + section + "' '" + key + "' '" + value + "' '" + file + "' 2>/dev/null";
         return system(command.c_str());

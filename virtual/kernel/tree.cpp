@@ -35,8 +35,10 @@ std::optional<std::string> accepted(const Rule &rule, std::string_view text) {
     return std::string(text);
 }
 
-void wait_out(const Fault &fault) {
-    if (fault.kind == Fault::Kind::delay) std::this_thread::sleep_for(std::chrono::milliseconds(fault.delay_ms));
+// 0, or what a reader or writer is told.
+int refusal(const Node &node, const Fault &fault) {
+    if (!node.present) return -ENODEV;
+    return fault.kind == Fault::Kind::eio ? -EIO : 0;
 }
 } // namespace
 
@@ -98,15 +100,19 @@ std::string Tree::shown(const Node &node) const {
     return node.show ? node.show(value) : value;
 }
 
-int Tree::read(Node &node, std::string &out) const {
+Fault Tree::fault_waited_out(const Node &node) const {
     std::unique_lock lock(mutex_);
     const Fault fault = node.fault;
     lock.unlock();
-    wait_out(fault);
-    if (!node.present) return -ENODEV;
-    if (fault.kind == Fault::Kind::eio) return -EIO;
+    if (fault.kind == Fault::Kind::delay) std::this_thread::sleep_for(std::chrono::milliseconds(fault.delay_ms));
+    return fault;
+}
+
+int Tree::read(Node &node, std::string &out) const {
+    const Fault fault = fault_waited_out(node);
+    if (const int error = refusal(node, fault)) return error;
     if (fault.kind == Fault::Kind::stale) {
-        lock.lock();
+        const std::lock_guard lock(mutex_);
         out = node.stale;
     } else {
         out = shown(node);
@@ -116,17 +122,12 @@ int Tree::read(Node &node, std::string &out) const {
 }
 
 int Tree::write(Node &node, std::string_view bytes) {
-    std::unique_lock lock(mutex_);
-    const Fault fault = node.fault;
-    lock.unlock();
-    wait_out(fault);
-    if (!node.present) return -ENODEV;
-    if (fault.kind == Fault::Kind::eio) return -EIO;
+    if (const int error = refusal(node, fault_waited_out(node))) return error;
     if (bytes.size() > PAGE) return -EINVAL;
     if (bytes.ends_with('\n')) bytes.remove_suffix(1);
     const std::optional<std::string> value = accepted(node.rule, bytes);
     if (!value) return -EINVAL;
-    lock.lock();
+    std::unique_lock lock(mutex_);
     journal_.push_back({node.path, std::string(bytes)});
     ++written_;
     if (journal_.size() > JOURNAL) journal_.pop_front();

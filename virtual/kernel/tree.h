@@ -106,6 +106,7 @@ private:
     Node *any(const std::string &path) const;
     void store(Node &node, const std::string &value);
     std::string shown(const Node &node) const;
+    Fault fault_waited_out(const Node &node) const;
     void changed(Node &node);
     void change(Node &node, const std::string &value);
 

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
 
 #include "report/plot.h"
+#include "report/text.h"
 
 namespace report {
 
@@ -52,16 +52,6 @@ svg .name{font-weight:600;font-size:13px}svg .unit,svg .tick{fill:var(--soft);fo
 body{max-width:none;padding:0;font-size:11pt;print-color-adjust:exact;-webkit-print-color-adjust:exact}
 .facts div{border:1px solid var(--rule)}h2{break-after:avoid}tr{break-inside:avoid}}
 )";
-
-std::string text(const char *format, ...) __attribute__((format(printf, 1, 2)));
-std::string text(const char *format, ...) {
-    char line[256];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(line, sizeof line, format, args);
-    va_end(args);
-    return line;
-}
 
 std::string date(long seconds) {
     const time_t time = seconds;

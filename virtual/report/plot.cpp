@@ -1,8 +1,8 @@
 #include "report/plot.h"
+#include "report/text.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 
@@ -15,16 +15,6 @@ constexpr long GAP_S = 60;                                       // a line does 
 constexpr long SECONDS_BELOW = 600;
 constexpr int TIME_TICKS = 10, VALUE_TICKS = 4, LABEL_PX = 7;    // of one character of a band's label
 constexpr long TIME_STEPS[] = {1, 2, 5, 10, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800};
-
-std::string text(const char *format, ...) __attribute__((format(printf, 1, 2)));
-std::string text(const char *format, ...) {
-    char line[512];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(line, sizeof line, format, args);
-    va_end(args);
-    return line;
-}
 
 struct Axis {
     double low = 0, high = 1, step = 1;
