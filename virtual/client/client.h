@@ -38,7 +38,7 @@ public:
 
     // ---- input: the handset's own time, so that a long press stays long at any speed ----
     void key(int code, bool down) const;
-    void press(int code, int hold_ms = 60) const;
+    void press(int code, int hold_ms = 60) const; // in one piece where that is less than a moment of the wall clock
     void touch(int x, int y) const;         // finger down, or moved when it is down already
     void release() const;
     void tap(int x, int y, int hold_ms = 60) const;

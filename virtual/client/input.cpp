@@ -103,6 +103,12 @@ void Client::key(int code, bool down) const {
 }
 
 void Client::press(int code, int hold_ms) const {
+    // Two writes may come apart on a busy workstation, and a fast handset would take a short press for a long one.
+    constexpr double MOMENT_MS = 10; // of the workstation
+    if (hold_ms / speed() < MOMENT_MS) {
+        const std::array events{record(EV_KEY, code, true), record(EV_SYN, SYN_REPORT, 0), record(EV_KEY, code, false), record(EV_SYN, SYN_REPORT, 0)};
+        return write_events(KEYS, events.data(), events.size());
+    }
     key(code, true);
     wait_ms(hold_ms);
     key(code, false);
