@@ -231,6 +231,7 @@ void runner_rows(const bench::Plan &plan) {
 struct Size {
     std::vector<double> memory, threads, files; // looked at again and again; what is open for a moment does not move the median
 };
+
 size_t open_files(int pid) {
     std::error_code error;
     size_t count = 0;
